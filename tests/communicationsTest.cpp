@@ -1,0 +1,437 @@
+// The communications calls on ptys, and on a simulated line where a pty can't show the case: the linker sends the calls
+// of ioctl and fstat through the __wrap_ functions below.
+#include "communications.h"
+#include "osAbstraction.h"
+#include "support/childProcess.h"
+#include "support/eventually.h"
+#include "support/serialPeer.h"
+
+#include <asm/termbits.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/time.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdarg>
+#include <functional>
+#include <optional>
+#include <string>
+#include <thread>
+
+namespace {
+
+using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+
+/// A UART with modem lines on top of a pty: it keeps what `supported` allows and rounds rates as a divider would.
+struct SimulatedLine {
+  tcflag_t supported = ~tcflag_t{0};
+  unsigned rateStep = 1;
+  unsigned maxRate = 4'000'000;
+  int lines = TIOCM_DTR | TIOCM_RTS | TIOCM_CTS;
+  int unsent = 0;
+  int flushes = 0;
+  bool breaking = false;
+  bool refusesLines = false;
+  bool isMarked = false;
+  std::optional<termios2> settings;
+
+  void set(termios2 wanted) {
+    const termios2 old = settings.value_or(wanted);
+    wanted.c_cflag = (wanted.c_cflag & supported) | (old.c_cflag & ~supported);
+    wanted.c_ospeed = wanted.c_ospeed <= maxRate ? wanted.c_ospeed / rateStep * rateStep : old.c_ospeed;
+    settings = wanted;
+  }
+};
+SimulatedLine* simulatedLine = nullptr;
+
+extern "C" int __real_ioctl(int fd, unsigned long request, ...);
+extern "C" int __real_fstat(int fd, struct stat* status);
+
+extern "C" int __wrap_fstat(int fd, struct stat* status) {
+  const int result = __real_fstat(fd, status);
+  if (simulatedLine != nullptr) status->st_rdev = makedev(4, 64);
+  return result;
+}
+
+extern "C" int __wrap_ioctl(int fd, unsigned long request, ...) {
+  va_list arguments;
+  va_start(arguments, request);
+  void* argument = va_arg(arguments, void*);
+  va_end(arguments);
+  SimulatedLine* line = simulatedLine;
+  auto* number = static_cast<int*>(argument);
+  auto* settings = static_cast<termios2*>(argument);
+  if (line == nullptr || (request == TCGETS2 && !line->settings)) return __real_ioctl(fd, request, argument);
+  errno = EIO;
+  if (request == TCGETS2) return *settings = *line->settings, 0;
+  if (request == TCSETS2 || request == TCSETSW2) return line->set(*settings), 0;
+  if (request == TIOCMGET) return *number = line->lines, 0;
+  if (request == TIOCMBIS) return line->lines |= *number, line->refusesLines ? -1 : 0;
+  if (request == TIOCMBIC) return line->lines &= ~*number, line->refusesLines ? -1 : 0;
+  if (request == TIOCSBRK || request == TIOCCBRK) return line->breaking = request == TIOCSBRK, 0;
+  if (request == TIOCGEXCL) return *number = line->isMarked, 0;
+  if (request == TIOCOUTQ) return *number = line->unsent, 0;
+  if (request == TCFLSH) return line->flushes++, 0;
+  return __real_ioctl(fd, request, argument);
+}
+
+HANDLE openPort(const char* name = R"(\\.\COM7)") {
+  return CreateFileA(name, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+}
+bool isBusy() {
+  return openPort() == INVALID_HANDLE_VALUE && OS_getLastError() == EBUSY;
+}
+
+/// COM7 and, once opened, its handle.
+class Communications : public testing::Test {
+protected:
+  void TearDown() override {
+    closePort();
+    simulatedLine = nullptr;
+  }
+  void open(SimulatedLine* line = nullptr) {
+    simulatedLine = line;
+    port_ = openPort();
+    ASSERT_NE(port_, INVALID_HANDLE_VALUE) << OS_getLastError();
+  }
+  void closePort() {
+    if (port_ != INVALID_HANDLE_VALUE) CloseHandle(port_);
+    port_ = INVALID_HANDLE_VALUE;
+  }
+  void setLimits(COMMTIMEOUTS limits) { ASSERT_TRUE(SetCommTimeouts(port_, &limits)); }
+  COMSTAT status() {
+    COMSTAT status = {};
+    EXPECT_TRUE(ClearCommError(port_, nullptr, &status));
+    return status;
+  }
+  bool awaits(size_t count) {
+    return eventually([&] { return status().cbInQue == count; });
+  }
+  std::string receive(DWORD size) {
+    std::string bytes(size, '\0');
+    DWORD count = ~DWORD{0};
+    EXPECT_TRUE(ReadFile(port_, bytes.data(), size, &count, nullptr)) << OS_getLastError();
+    bytes.resize(std::min(count, size));
+    return bytes;
+  }
+  DWORD send(const std::string& bytes) {
+    DWORD count = ~DWORD{0};
+    EXPECT_TRUE(WriteFile(port_, bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr));
+    return count;
+  }
+  DCB state() {
+    DCB dcb = {};
+    EXPECT_TRUE(GetCommState(port_, &dcb));
+    return dcb;
+  }
+  bool isState(const DCB& dcb) {
+    const DCB now = state();
+    return memcmp(&now, &dcb, sizeof dcb) == 0;
+  }
+  bool takes(DCB dcb) { return SetCommState(port_, &dcb) && isState(dcb); }
+  /// Whether the change is refused as a wrong parameter and nothing changes.
+  bool isRefused(const std::function<void(DCB&)>& change) {
+    const DCB before = state();
+    DCB wanted = before;
+    change(wanted);
+    OS_setLastError(0);
+    return !SetCommState(port_, &wanted) && OS_getLastError() == ERROR_INVALID_PARAMETER && isState(before);
+  }
+
+  SerialPeer peer_;
+  HANDLE port_ = INVALID_HANDLE_VALUE;
+  SimulatedLine line_;
+};
+
+TEST_F(Communications, OpensByItsNameOnly) {
+  for (const char* name : {"COM7", R"(\\.\COM)", R"(\\.\COM7x)", R"(\\.\COM999)", R"(\\.\COM99999999999)"}) {
+    EXPECT_TRUE(openPort(name) == INVALID_HANDLE_VALUE && OS_getLastError() == ENOENT) << name;
+  }
+  setenv("QVVISA_SERIAL_PORTS", "7=/dev/null", 1);
+  EXPECT_TRUE(openPort() == INVALID_HANDLE_VALUE && OS_getLastError() == ENOTTY);
+}
+
+TEST_F(Communications, IsHeldExclusivelyAndKeepsTheSettingsOfTheLine) {
+  const int other = ::open(peer_.path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  termios2 before = {};
+  termios2 after = {};
+  ASSERT_EQ(__real_ioctl(other, TCGETS2, &before), 0);
+  open();
+  ASSERT_EQ(__real_ioctl(other, TCGETS2, &after), 0);
+  EXPECT_EQ(after.c_cflag, before.c_cflag | CLOCAL | CREAD);
+  EXPECT_EQ(after.c_ospeed, before.c_ospeed);
+  EXPECT_EQ(after.c_cc[VSTART], before.c_cc[VSTART]);
+  EXPECT_EQ(ChildProcess([] { _exit(isBusy() ? 0 : 1); }).exitCode(), 0);
+  for (const bool isOpen : {true, false}) {
+    int mark = -1;
+    ASSERT_EQ(__real_ioctl(other, TIOCGEXCL, &mark), 0);
+    EXPECT_EQ(mark != 0, isOpen);
+    closePort();
+  }
+  EXPECT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
+  close(other);
+  // Another program's mark doesn't keep root out by itself.
+  line_.isMarked = true;
+  simulatedLine = &line_;
+  EXPECT_TRUE(isBusy());
+  open();
+}
+
+/// Signals all the time: they may neither end nor shorten a call.
+class SignalStorm {
+public:
+  SignalStorm() {
+    set(1000, [](int) {});
+  }
+  ~SignalStorm() { set(0, SIG_IGN); }
+
+private:
+  static void set(long microseconds, void (*handler)(int)) {
+    signal(SIGALRM, handler);
+    const itimerval timer = {{0, microseconds}, {0, microseconds}};
+    setitimer(ITIMER_REAL, &timer, nullptr);
+  }
+};
+
+TEST_F(Communications, ReadsKeepTheirTimeLimits) {
+  const struct {
+    const char* what;
+    const char* there;
+    COMMTIMEOUTS limits;
+    int atLeastMs;
+  } cases[] = {
+      {"immediate, nothing there", "", {MAXDWORD, 0, 0, 0, 0}, 0},
+      {"immediate, some there", "ab", {MAXDWORD, 0, 0, 0, 0}, 0},
+      {"constant", "ab", {0, 0, 60, 0, 0}, 60},
+      {"multiplier", "", {0, 20, 0, 0, 0}, 80},
+      {"multiplier and constant", "abc", {0, 10, 50, 0, 0}, 90},
+      {"interval alone", "a", {60, 0, 0, 0, 0}, 60},
+      {"interval doesn't run before the first byte", "", {1, 0, 70, 0, 0}, 70},
+      {"interval before total", "a", {40, 0, 60'000, 0, 0}, 40},
+      {"total before interval", "a", {60'000, 0, 40, 0, 0}, 40},
+      {"first bytes, some there", "ab", {MAXDWORD, MAXDWORD, 60'000, 0, 0}, 0},
+      {"first bytes, nothing there", "", {MAXDWORD, MAXDWORD, 50, 0, 0}, 50},
+      {"an interval of MAXDWORD beside a total", "a", {MAXDWORD, 0, 50, 0, 0}, 50},
+  };
+  const SignalStorm signals;
+  open();
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.what);
+    setLimits(test.limits);
+    ASSERT_TRUE(peer_.send(test.there) && awaits(strlen(test.there)));
+    const auto start = Clock::now();
+    EXPECT_EQ(receive(4), test.there);
+    const auto elapsed = Clock::now() - start;
+    EXPECT_GE(elapsed, milliseconds(test.atLeastMs));
+    EXPECT_LT(elapsed, milliseconds(20'000));
+  }
+}
+
+TEST_F(Communications, StreamsArriveWholeByReadsOfAnySize) {
+  open();
+  EXPECT_EQ(receive(0), "");
+  std::string stream;
+  for (unsigned i = 0; i < 1 << 20; i++) stream += static_cast<char>(i * 2654435761U >> 24);
+  std::thread other([&] { EXPECT_TRUE(peer_.send(stream + "ab")); });
+  std::string received;
+  for (const DWORD size : {1U, 1000U, 4096U, 1U, (1U << 20) - 5098U}) received += receive(size);
+  EXPECT_TRUE(received == stream);
+  other.join();
+  ASSERT_TRUE(awaits(2));
+  EXPECT_EQ(receive(1), "a");
+  // The byte that is left is in the handle, this one in the kernel.
+  ASSERT_TRUE(peer_.send("c") && awaits(2));
+  EXPECT_EQ(receive(2), "bc");
+}
+
+TEST_F(Communications, WriteEndsAtItsLimitWithASmallerCount) {
+  const SignalStorm signals;
+  open();
+  setLimits({0, 0, 0, 0, 80});
+  auto start = Clock::now();
+  const DWORD sent = send(std::string(1 << 20, 'x'));
+  EXPECT_GE(Clock::now() - start, milliseconds(80));
+  EXPECT_GT(sent, 0U);
+  setLimits({0, 0, 0, 2, 20});
+  start = Clock::now();
+  EXPECT_EQ(send(std::string(30, 'x')), 0U);
+  EXPECT_GE(Clock::now() - start, milliseconds(80));
+  EXPECT_EQ(peer_.receive(sent).size(), sent);
+}
+
+TEST_F(Communications, VanishedLineFailsEveryCall) {
+  open();
+  std::thread other([this] {
+    std::this_thread::sleep_for(milliseconds(20));
+    peer_.hangUp();
+  });
+  char bytes[4];
+  DWORD count = 1;
+  DCB dcb = {};
+  COMMPROP properties = {};
+  COMSTAT status = {};
+  const std::function<BOOL()> calls[] = {
+      [&] { return ReadFile(port_, bytes, sizeof bytes, &count, nullptr); },
+      [&] { return WriteFile(port_, "abc", 3, &count, nullptr); },
+      [&] { return GetCommState(port_, &dcb); },
+      [&] { return SetCommState(port_, &dcb); },
+      [&] { return GetCommProperties(port_, &properties); },
+      [&] { return GetCommModemStatus(port_, &count); },
+      [&] { return ClearCommError(port_, nullptr, &status); },
+      [&] { return EscapeCommFunction(port_, SETXON); },
+  };
+  // The first call waits for the end.
+  for (const auto& call : calls) {
+    OS_setLastError(0);
+    EXPECT_FALSE(call()) << &call - calls;
+    EXPECT_EQ(OS_getLastError(), EIO) << &call - calls;
+  }
+  EXPECT_EQ(count, 0U);
+  other.join();
+}
+
+TEST_F(Communications, HeldOutputWaitsForItsRelease) {
+  open();
+  setLimits({0, 0, 0, 0, 30});
+  ASSERT_TRUE(EscapeCommFunction(port_, SETXOFF));
+  EXPECT_TRUE(status().fXoffHold);
+  EXPECT_EQ(send("abc"), 0U);
+  ASSERT_TRUE(EscapeCommFunction(port_, SETXON));
+  EXPECT_FALSE(status().fXoffHold);
+  // A handle that is closed while it holds the output doesn't leave it so.
+  ASSERT_TRUE(EscapeCommFunction(port_, SETXOFF));
+  closePort();
+  open();
+  EXPECT_EQ(send("abc"), 3U);
+  EXPECT_EQ(peer_.receive(3), "abc");
+}
+
+TEST_F(Communications, PtyTakesWhatAPtyCan) {
+  open();
+  DCB dcb = state();
+  dcb.StopBits = TWOSTOPBITS;
+  dcb.fOutxCtsFlow = 1;
+  dcb.fRtsControl = RTS_CONTROL_HANDSHAKE;
+  dcb.XonChar = '\x81';
+  for (const DWORD rate : {300U, 12345U, 3'000'000U}) {
+    dcb.BaudRate = rate;
+    EXPECT_TRUE(takes(dcb)) << rate;
+  }
+  EXPECT_TRUE(isRefused([](DCB& change) { change.ByteSize = 7; }));
+  EXPECT_TRUE(isRefused([](DCB& change) { change.Parity = EVENPARITY; }));
+  EXPECT_TRUE(isRefused([](DCB& change) { change.fDtrControl = DTR_CONTROL_ENABLE; }));
+  DWORD lines = 0;
+  EXPECT_FALSE(GetCommModemStatus(port_, &lines));
+  EXPECT_EQ(OS_getLastError(), ENOTTY);
+}
+
+TEST_F(Communications, FramingReachesTheLine) {
+  open(&line_);
+  for (const auto& [size, parity, stopBits, flags] : {std::tuple{7, EVENPARITY, ONESTOPBIT, CS7 | PARENB},
+                                                      {7, ODDPARITY, TWOSTOPBITS, CS7 | PARENB | PARODD | CSTOPB},
+                                                      {8, MARKPARITY, ONESTOPBIT, CS8 | PARENB | PARODD | CMSPAR},
+                                                      {6, SPACEPARITY, TWOSTOPBITS, CS6 | PARENB | CMSPAR | CSTOPB},
+                                                      {5, NOPARITY, ONE5STOPBITS, CS5 | CSTOPB}}) {
+    DCB dcb = state();
+    dcb.ByteSize = static_cast<BYTE>(size);
+    dcb.Parity = parity;
+    dcb.StopBits = stopBits;
+    ASSERT_TRUE(takes(dcb)) << size << " " << int{parity};
+    EXPECT_EQ(line_.settings->c_cflag & (CSIZE | PARENB | PARODD | CMSPAR | CSTOPB), static_cast<tcflag_t>(flags));
+  }
+}
+
+TEST_F(Communications, ImpossibleSettingsAreRefused) {
+  const std::function<void(DCB&)> changes[] = {
+      [](DCB& dcb) { dcb.ByteSize = 4; },
+      [](DCB& dcb) { dcb.ByteSize = 9; },
+      [](DCB& dcb) { dcb.Parity = 5; },
+      [](DCB& dcb) { dcb.StopBits = 3; },
+      [](DCB& dcb) { dcb.StopBits = ONE5STOPBITS; },
+      [](DCB& dcb) { dcb.ByteSize = 5, dcb.StopBits = TWOSTOPBITS; },
+      [](DCB& dcb) { dcb.BaudRate = 0; },
+      [](DCB& dcb) { dcb.fOutxDsrFlow = 1; },
+      [](DCB& dcb) { dcb.fDtrControl = DTR_CONTROL_HANDSHAKE; },
+      [](DCB& dcb) { dcb.fRtsControl = RTS_CONTROL_TOGGLE; },
+      [](DCB& dcb) { dcb.fRtsControl = RTS_CONTROL_HANDSHAKE; },
+      [](DCB& dcb) { dcb.fOutxCtsFlow = 1; },
+      [](DCB& dcb) { dcb.fNull = 1; },
+  };
+  open(&line_);
+  for (const auto& change : changes) EXPECT_TRUE(isRefused(change)) << &change - changes;
+}
+
+TEST_F(Communications, WhatTheLineIgnoresIsRefusedAndUndone) {
+  open(&line_);
+  line_.maxRate = 115'200;
+  line_.rateStep = 100;
+  line_.supported = ~(CSIZE | CMSPAR | CRTSCTS);
+  EXPECT_TRUE(isRefused([](DCB& dcb) { dcb.BaudRate = 250'000; }));
+  EXPECT_TRUE(isRefused([](DCB& dcb) { dcb.BaudRate = 199, dcb.StopBits = TWOSTOPBITS; }));
+  EXPECT_TRUE(isRefused([](DCB& dcb) { dcb.ByteSize = 6, dcb.BaudRate = 9600; }));
+  EXPECT_TRUE(isRefused([](DCB& dcb) { dcb.Parity = MARKPARITY; }));
+  EXPECT_TRUE(isRefused([](DCB& dcb) { dcb.fOutxCtsFlow = 1, dcb.fRtsControl = RTS_CONTROL_HANDSHAKE; }));
+  // Within 2 % a rate is what the line makes of it.
+  DCB dcb = state();
+  dcb.BaudRate = 12'345;
+  ASSERT_TRUE(SetCommState(port_, &dcb));
+  EXPECT_EQ(state().BaudRate, 12'300U);
+  line_.refusesLines = true;
+  dcb.StopBits = TWOSTOPBITS;
+  dcb.fDtrControl = DTR_CONTROL_DISABLE;
+  EXPECT_FALSE(SetCommState(port_, &dcb));
+  EXPECT_EQ(OS_getLastError(), EIO);
+  EXPECT_EQ(state().StopBits, ONESTOPBIT);
+}
+
+TEST_F(Communications, ControlsSwitchTheirLines) {
+  open(&line_);
+  DCB dcb = state();
+  EXPECT_EQ(dcb.fDtrControl, DTR_CONTROL_ENABLE);
+  EXPECT_EQ(dcb.fRtsControl, RTS_CONTROL_ENABLE);
+  // Lines moved by hand are neither the settings nor moved back by a change of something else.
+  EXPECT_TRUE(EscapeCommFunction(port_, CLRDTR) && EscapeCommFunction(port_, CLRRTS));
+  dcb.BaudRate = 19'200;
+  EXPECT_TRUE(takes(dcb));
+  EXPECT_EQ(line_.lines, TIOCM_CTS);
+  for (const auto& [dtr, rts, lines] : {std::tuple{DTR_CONTROL_DISABLE, RTS_CONTROL_HANDSHAKE, TIOCM_RTS},
+                                        {DTR_CONTROL_ENABLE, RTS_CONTROL_DISABLE, TIOCM_DTR},
+                                        {DTR_CONTROL_ENABLE, RTS_CONTROL_ENABLE, TIOCM_DTR | TIOCM_RTS},
+                                        {DTR_CONTROL_DISABLE, RTS_CONTROL_DISABLE, 0}}) {
+    const bool isMovable = rts != RTS_CONTROL_HANDSHAKE;
+    dcb.fDtrControl = dtr & 3U;
+    dcb.fRtsControl = rts & 3U;
+    dcb.fOutxCtsFlow = !isMovable;
+    EXPECT_TRUE(takes(dcb));
+    EXPECT_EQ(line_.lines, lines | TIOCM_CTS);
+    EXPECT_EQ(EscapeCommFunction(port_, lines & TIOCM_RTS ? SETRTS : CLRRTS), isMovable);
+    EXPECT_TRUE(isMovable || OS_getLastError() == ERROR_INVALID_PARAMETER);
+  }
+  DWORD status = 0;
+  line_.lines = TIOCM_DTR | TIOCM_CTS | TIOCM_RI;
+  EXPECT_TRUE(GetCommModemStatus(port_, &status) && status == (MS_CTS_ON | MS_RING_ON)) << status;
+  line_.lines = TIOCM_RTS | TIOCM_DSR | TIOCM_CD;
+  EXPECT_TRUE(GetCommModemStatus(port_, &status) && status == (MS_DSR_ON | MS_RLSD_ON)) << status;
+}
+
+TEST_F(Communications, CloseLeavesNothingBehind) {
+  open(&line_);
+  DCB dcb = state();
+  dcb.fOutxCtsFlow = 1;
+  dcb.fRtsControl = RTS_CONTROL_HANDSHAKE;
+  ASSERT_TRUE(SetCommState(port_, &dcb));
+  ASSERT_TRUE(EscapeCommFunction(port_, SETBREAK));
+  EXPECT_TRUE(line_.breaking);
+  // With the peer's CTS low this output would never leave, and the kernel's close would wait for it.
+  line_.unsent = 5;
+  closePort();
+  EXPECT_FALSE(line_.breaking);
+  EXPECT_EQ(line_.flushes, 1);
+}
+
+}  // namespace
