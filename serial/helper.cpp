@@ -1,0 +1,192 @@
+#include "helper.h"
+
+#include <cerrno>
+#include <cinttypes>
+#include <climits>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+const GUID RS232GUID = {0x4D36E978, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
+const char rs232GuidStr[GUID_STR_SIZE] = "{4d36e978-e325-11ce-bfc1-08002be10318}";
+
+const setupDiDevProps_t devProps[7] = {
+    {SPDRP_HARDWAREID, "HardwareID (R/W)                "},
+    {SPDRP_SERVICE, "Service (R/W)                   "},
+    {SPDRP_DRIVER, "Driver (R/W)                    "},
+    {SPDRP_MFG, "Mfg (R/W)                       "},
+    {SPDRP_PHYSICAL_DEVICE_OBJECT_NAME, "PhysicalDeviceObjectName (R)    "},
+    {SPDRP_FRIENDLYNAME, "Friendly Name                   "},
+    {SPDRP_MAXIMUM_PROPERTY, nullptr},
+};
+
+bool qvh_ReadDecimal(const char* text, int& number) {
+  char* end = nullptr;
+  errno = 0;
+  const long value = std::strtol(text, &end, 10);
+  if (end == text || errno == ERANGE || value < INT_MIN || value > INT_MAX) return false;
+  number = static_cast<int>(value);
+  return true;
+}
+
+int qvh_GetComPortFromFriendlyName(const char* name, char* truncName) {
+  constexpr char mark[] = "(COM";
+  const char* port = std::strstr(name, mark);
+  int number = -1;
+  if (!port || !qvh_ReadDecimal(port + std::strlen(mark), number)) return -1;
+
+  auto length = static_cast<size_t>(port - name);
+  // The first character stays even if it is a blank.
+  while (length > 1 && name[length - 1] == ' ') --length;
+  std::memmove(truncName, name, length);
+  truncName[length] = '\0';
+  return number;
+}
+
+int qvh_ConvHexToByte(unsigned char hChar, unsigned char* pByte) {
+  if (!pByte) return QVH_ERR_INVAL_PARAM2;
+  int value = 0;
+  if (hChar >= '0' && hChar <= '9') {
+    value = hChar - '0';
+  } else if (hChar >= 'a' && hChar <= 'f') {
+    value = hChar - 'a' + 10;
+  } else if (hChar >= 'A' && hChar <= 'F') {
+    value = hChar - 'A' + 10;
+  } else {
+    return QVH_ERR_INVAL_PARAM1;
+  }
+  *pByte = static_cast<unsigned char>(value);
+  return QVH_SUCCESS;
+}
+
+int qvh_GenerateGuidFromGuidstring(GUID* pgenGUID, const unsigned char* guidString) {
+  constexpr unsigned char form[] = "{........-....-....-....-............}";
+  constexpr size_t length = sizeof(form) - 1;
+  if (!pgenGUID) return QVH_ERR_INVAL_PARAM1;
+  if (!guidString) return QVH_ERR_INVAL_PARAM2;
+  for (size_t i = 0; i < length; ++i) {
+    if (guidString[i] == '\0' || (form[i] != '.' && guidString[i] != form[i])) return QVH_ERR_INVAL_PARAM2;
+  }
+
+  unsigned char bytes[16] = {};
+  size_t digits = 0;
+  for (size_t i = 0; i < length; ++i) {
+    if (form[i] != '.') continue;
+    unsigned char digit = 0;
+    if (const int status = qvh_ConvHexToByte(guidString[i], &digit); status != QVH_SUCCESS) return status;
+    unsigned char& pair = bytes[digits++ / 2];
+    pair = static_cast<unsigned char>(pair << 4 | digit);
+  }
+
+  const auto bigEndian = [&bytes](size_t first, size_t count) {
+    uint32_t value = 0;
+    for (size_t i = first; i < first + count; ++i) value = value << 8 | bytes[i];
+    return value;
+  };
+  pgenGUID->Data1 = bigEndian(0, 4);
+  pgenGUID->Data2 = static_cast<uint16_t>(bigEndian(4, 2));
+  pgenGUID->Data3 = static_cast<uint16_t>(bigEndian(6, 2));
+  std::memcpy(pgenGUID->Data4, &bytes[8], sizeof(pgenGUID->Data4));
+  return QVH_SUCCESS;
+}
+
+char* qvh_printBaudrate(const DCB* dcb) {
+  static char text[64];
+  std::snprintf(text, sizeof(text), "%d", static_cast<int>(dcb->BaudRate));
+  return text;
+}
+
+char* qvh_printParity(const DCB* dcb) {
+  static char text[64];
+  std::snprintf(text, sizeof(text), "%s", dcb->fParity ? "enabled" : "disabled");
+  return text;
+}
+
+char* qvh_PrintRegMultiSz(const char* delim, const void* multiSz, unsigned int len) {
+  static char text[REGMULTISZ_MAXBUF];
+  constexpr size_t room = sizeof(text) - 1;
+  const char* in = static_cast<const char*>(multiSz);
+  const char* const end = in + len;
+  size_t used = 0;
+  while (in < end && *in && used < room) {
+    while (in < end && *in && used < room) text[used++] = *in++;
+    if (in < end) ++in;
+    if (in == end || !*in) break;
+    for (const char* d = delim; *d && used < room; ++d) text[used++] = *d;
+  }
+  text[used] = '\0';
+  return text;
+}
+
+namespace {
+
+/// The first bytes of a property as a number of the machine's byte order.
+template <typename Number>
+Number numberOf(const char* property) {
+  Number number = 0;
+  std::memcpy(&number, property, sizeof(number));
+  return number;
+}
+
+void printValue(DWORD type, const char* property, DWORD size) {
+  switch (type) {
+  case REG_NONE:
+    std::printf("REG_NONE\n");
+    break;
+  case REG_SZ:
+    std::printf("REG_SZ: %s\n", property);
+    break;
+  case REG_EXPAND_SZ:
+    std::printf("REG_EXPAND_SZ: %s\n", property);
+    break;
+  case REG_BINARY:
+    std::printf("REG_BINARY\n");
+    break;
+  case REG_DWORD:
+  case REG_DWORD_BIG_ENDIAN:
+    std::printf("REG_DWORD 0x%08" PRIX32 "\n", numberOf<uint32_t>(property));
+    break;
+  case REG_LINK:
+    std::printf("REG_LINK: %s\n", property);
+    break;
+  case REG_MULTI_SZ:
+    std::printf("REG_MULTI_SZ: %s\n", qvh_PrintRegMultiSz("\n--->", property, static_cast<unsigned int>(size)));
+    break;
+  case REG_RESOURCE_LIST:
+    std::printf("REG_RESOURCE_LIST\n");
+    break;
+  case REG_FULL_RESOURCE_DESCRIPTOR:
+    std::printf("REG_FULL_RESOURCE_DESCRIPTOR\n");
+    break;
+  case REG_RESOURCE_REQUIREMENTS_LIST:
+    std::printf("REG_RESOURCE_REQUIREMENTS_LIST\n");
+    break;
+  // In decimal, between the marks of a hexadecimal number.
+  case REG_QWORD:
+    std::printf("REG_QWORD 0x%" PRIu64 "X\n", numberOf<uint64_t>(property));
+    break;
+  default:
+    std::printf("unknown data type\n");
+    break;
+  }
+}
+
+}  // namespace
+
+void qvh_SetupDiGetDevProperties(HDEVINFO DeviceInfoSet, SP_DEVINFO_DATA* pDeviceData) {
+  std::printf("\n");
+  for (const setupDiDevProps_t* row = devProps; row->descr; ++row) {
+    // One byte more than the database may fill, so that a value without a NUL ends all the same.
+    char property[PROPBUF_SIZE + 1] = {};
+    DWORD type = 0;
+    DWORD size = 0;
+    if (!SetupDiGetDeviceRegistryPropertyA(DeviceInfoSet, pDeviceData, row->prop, &type,
+                                           reinterpret_cast<BYTE*>(property), PROPBUF_SIZE, &size)) {
+      std::printf("%s cannot be read out!\n", row->descr);
+      continue;
+    }
+    std::printf("%s %2d B.", row->descr, static_cast<int>(size));
+    printValue(type, property, size);
+  }
+}
