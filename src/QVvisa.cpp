@@ -1,0 +1,242 @@
+#include "QVvisa.h"
+
+#include "QVvisaFind.h"
+#include "QVvisaLock.h"
+#include "QVvisaPrivate.h"
+#include "QVvisaStatus.h"
+#include "QVvisaUSB.h"
+
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+/// The named mutex that keeps starts apart, between threads and between processes.
+class StartMutex {
+public:
+  StartMutex() {
+    char name[PROCES_MUTEX_NAME_LEN];
+    snprintf(name, sizeof name, "%s", "MutexQVVisa");
+    isMade_ = OS_constructMutex(nullptr, &handle_, name);
+    isHeld_ = isMade_ && OS_lockMutex(handle_, PROCES_MUTEX_TIMEOUT_MS) == MUTEX_TOOK;
+  }
+  ~StartMutex() {
+    if (isHeld_) OS_unlockMutex(handle_);
+    if (isMade_) OS_destructMutex(handle_);
+  }
+  StartMutex(const StartMutex&) = delete;
+  StartMutex& operator=(const StartMutex&) = delete;
+
+  bool isHeld() const { return isHeld_; }
+
+private:
+  MutexHandle handle_ = nullptr;
+  bool isMade_ = false;
+  bool isHeld_ = false;
+};
+
+/// A session's record, kept whole for the length of an operation.
+class PinnedDevice {
+public:
+  explicit PinnedDevice(ViSession vi) { QVvisa_pinDevice(vi, &device_); }
+  ~PinnedDevice() {
+    if (device_ && QVvisa_unpinDevice(device_)) QVvisa_checkClose();
+  }
+  PinnedDevice(const PinnedDevice&) = delete;
+  PinnedDevice& operator=(const PinnedDevice&) = delete;
+
+  /// Null when the handle is no session.
+  QVvisa_device_t* get() const { return device_; }
+
+private:
+  QVvisa_device_t* device_ = nullptr;
+};
+
+/// Runs an operation on a session's record, behind the library check and the look-up.
+template <typename Operation>
+ViStatus onDevice(ViSession vi, Operation operation) {
+  if (!QVvisa_isUp()) return VI_ERROR_SYSTEM_ERROR;
+  const PinnedDevice device(vi);
+  return device.get() ? operation(device.get()) : VI_ERROR_INV_OBJECT;
+}
+
+template <typename Operation>
+ViStatus onUsbDevice(ViSession vi, Operation operation) {
+  return onDevice(
+      vi, [&](QVvisa_device_t* device) { return device->tusbDev ? operation(device->tusbDev) : VI_ERROR_NSUP_OPER; });
+}
+
+template <typename Operation>
+ViStatus onUsbtmcDevice(ViSession vi, Operation operation) {
+  return onUsbDevice(
+      vi, [&](QVvisa_usb_device_t* device) { return device->isTMC ? operation(device) : VI_ERROR_NSUP_OPER; });
+}
+
+/// Whether a control request reads from the device; the direction is bit 7 of the byte that reaches the wire.
+bool readsFromDevice(ViInt16 bmRequestType) {
+  return (bmRequestType & 0x80) != 0;
+}
+
+bool isFindList(ViObject vi) {
+  QVvisa_findList_t* findList = nullptr;
+  return QVvisa_LookupHandleFindList(vi, &findList) == VI_SUCCESS;
+}
+
+/// Gives a record whose instrument is open a slot and a handle.
+ViStatus registerDevice(QVvisa_device_t* device, ViAccessMode mode, ViPSession vi) {
+  const CoreLock lock;
+  device->mode = mode;
+  QVvisa_usb_device_t* usb = device->tusbDev;
+  const ViStatus status = QVvisa_AddHandleDevice(&device, vi);
+  if (status == VI_SUCCESS && usb) usb->usbID = *vi;
+  return status;
+}
+
+/// Names the instrument and opens it. On anything but VI_SUCCESS the caller closes the record.
+ViStatus openInstrument(QVvisa_device_t* device, ViRsrc name) {
+  const ViStatus status = QVvisa_OpenHelperParseName(name, device);
+  if (status != VI_SUCCESS) return status;
+  for (const QVvisa_backend_t& backend : QVvisa_backends()) {
+    if (!backend.found(device)) backend.close(device);
+  }
+  return QVvisa_OpenHelperFindOpenDev(device);
+}
+
+}  // namespace
+
+ViStatus _VI_FUNC QV_viOpenDefaultRM(ViPSession vi) {
+  if (!vi) return VI_ERROR_INV_OBJECT;
+  *vi = QV_UNINIT_RM_SESSION_HANDLE;
+  const StartMutex mutex;
+  if (!mutex.isHeld()) return VI_ERROR_SYSTEM_ERROR;
+  void* retainedStatus = nullptr;
+  if (!QVvisa_initLibrary(&g_InitOnce, &gQVvisaInit, &retainedStatus)) return *static_cast<ViStatus*>(retainedStatus);
+  *vi = QV_DEFAULT_RM_SESSION_HANDLE;
+  return VI_SUCCESS;
+}
+
+ViStatus _VI_FUNC QV_viFindRsrc(ViSession sesn, ViString expr, ViPFindList vi, ViPUInt32 retCnt, ViChar* desc) {
+  if (!QVvisa_isUp()) return VI_ERROR_SYSTEM_ERROR;
+  if (sesn != QV_DEFAULT_RM_SESSION_HANDLE || !expr) return VI_ERROR_INV_OBJECT;
+  if (vi) *vi = QV_UNINIT_FINDLIST_HANDLE;
+  if (retCnt) *retCnt = 0;
+  if (desc) *desc = '\0';
+  return QVvisa_findRsrc(expr, vi, retCnt, desc);
+}
+
+ViStatus _VI_FUNC QV_viFindNext(ViFindList vi, ViChar* desc) {
+  if (!QVvisa_isUp()) return VI_ERROR_SYSTEM_ERROR;
+  if (!desc) return VI_ERROR_INV_PARAMETER;
+  const CoreLock lock;
+  QVvisa_findList_t* findList = nullptr;
+  const ViStatus status = QVvisa_LookupHandleFindList(vi, &findList);
+  return status == VI_SUCCESS ? QVvisa_findNext(findList, desc) : status;
+}
+
+ViStatus _VI_FUNC QV_viOpen(ViSession sesn, ViRsrc name, ViAccessMode mode, ViUInt32, ViPSession vi) {
+  if (!QVvisa_isUp()) return VI_ERROR_SYSTEM_ERROR;
+  if (sesn != QV_DEFAULT_RM_SESSION_HANDLE || mode > VI_EXCLUSIVE_LOCK) return VI_ERROR_INV_PARAMETER;
+  const OpenInProgress open;
+  if (!open.isUp()) return VI_ERROR_SYSTEM_ERROR;
+  QVvisa_device_t* device = nullptr;
+  ViStatus status = QVvisa_initDevListElem(&device);
+  if (status != VI_SUCCESS) return status;
+  status = openInstrument(device, name);
+  if (status != VI_SUCCESS) {
+    QVvisa_closeDevListElem(&device);
+    return status;
+  }
+  return registerDevice(device, mode, vi);
+}
+
+ViStatus _VI_FUNC QV_viClose(ViObject vi) {
+  if (!QVvisa_isUp()) return VI_SUCCESS;
+  {
+    // Classification and removal are one hold: in between, the slot could get a new occupant.
+    const CoreLock lock;
+    if (!gpQvvisa) return VI_SUCCESS;
+    int type = QVVISA_HANDLE_TYPE_UNKNOWN;
+    void* slot = nullptr;
+    ViStatus status = QVvisa_GetTypeIdxOfSession(vi, &type, nullptr, &slot);
+    if (type == QVVISA_HANDLE_TYPE_DEVICE) status = QVvisa_RemoveHandleDevice(static_cast<QVvisa_device_t**>(slot));
+    if (type == QVVISA_HANDLE_TYPE_FINDLIST)
+      status = QVvisa_RemoveHandleFindList(static_cast<QVvisa_findList_t**>(slot));
+    if (status != VI_SUCCESS) return status;
+  }
+  QVvisa_checkClose();
+  return VI_SUCCESS;
+}
+
+ViStatus _VI_FUNC QV_viSetAttribute(ViObject vi, ViAttr attrName, ViAttrState attrValue) {
+  if (!QVvisa_isUp()) return VI_ERROR_SYSTEM_ERROR;
+  const PinnedDevice device(vi);
+  if (device.get()) return QVvisa_SetAttributeToDevice(device.get(), attrName, attrValue);
+  return isFindList(vi) ? QVvisa_SetAttributeToFindlist(nullptr, attrName, attrValue) : VI_ERROR_INV_OBJECT;
+}
+
+ViStatus _VI_FUNC QV_viGetAttribute(ViObject vi, ViAttr attrName, void* attrValue) {
+  if (!QVvisa_isUp()) return VI_ERROR_SYSTEM_ERROR;
+  if (!attrValue) return VI_SUCCESS;
+  const PinnedDevice device(vi);
+  if (device.get()) return QVvisa_GetAttributeFromDevice(device.get(), attrName, attrValue);
+  return isFindList(vi) ? QVvisa_GetAttributeFromFindlist(nullptr, attrName, attrValue) : VI_ERROR_INV_OBJECT;
+}
+
+ViStatus _VI_FUNC QV_viStatusDesc(ViObject, ViStatus status, ViChar* desc) {
+  if (!desc) return VI_ERROR_USER_BUF;
+  const QVvisa_statusDescr_t* row = gStatusDesc;
+  while (row->description && row->status != status) ++row;
+  // Fills the rest of the buffer with NUL.
+  strncpy(desc, row->description ? row->description : gUnknownStatusDescr, MAX_STATUS_DESCRIPTION - 1);
+  desc[MAX_STATUS_DESCRIPTION - 1] = '\0';
+  return row->description ? VI_SUCCESS : VI_WARN_UNKNOWN_STATUS;
+}
+
+ViStatus _VI_FUNC QV_viRead(ViSession vi, ViPBuf buf, ViUInt32 cnt, ViPUInt32 retCnt) {
+  return onDevice(vi, [&](QVvisa_device_t* device) {
+    const QVvisa_backend_t* backend = QVvisa_backendOf(device);
+    return backend ? backend->read(device, buf, cnt, retCnt) : VI_ERROR_SYSTEM_ERROR;
+  });
+}
+
+ViStatus _VI_FUNC QV_viWrite(ViSession vi, ViBuf buf, ViUInt32 cnt, ViPUInt32 retCnt) {
+  return onDevice(vi, [&](QVvisa_device_t* device) {
+    const QVvisa_backend_t* backend = QVvisa_backendOf(device);
+    return backend ? backend->write(device, buf, cnt, retCnt) : VI_ERROR_SYSTEM_ERROR;
+  });
+}
+
+ViStatus _VI_FUNC QV_viReadSTB(ViSession vi, ViPUInt16 status) {
+  if (!QVvisa_isUp()) return VI_ERROR_SYSTEM_ERROR;
+  if (!status) return VI_ERROR_INV_OBJECT;
+  return onUsbtmcDevice(vi, [&](QVvisa_usb_device_t* device) { return QVvisa_UsbReadSTB(device, status); });
+}
+
+ViStatus _VI_FUNC QV_viClear(ViSession vi) {
+  return onUsbtmcDevice(vi, QVvisa_UsbClear);
+}
+
+ViStatus _VI_FUNC QV_viFlush(ViSession, ViUInt16) {
+  return VI_SUCCESS;
+}
+
+ViStatus _VI_FUNC QV_viGpibControlREN(ViSession vi, ViUInt16 mode) {
+  return onUsbDevice(vi, [&](QVvisa_usb_device_t* device) { return QVvisa_UsbGpibControlREN(device, mode); });
+}
+
+ViStatus _VI_FUNC QV_viUsbControlOut(ViSession vi, ViInt16 bmRequestType, ViInt16 bRequest, ViUInt16 wValue,
+                                     ViUInt16 wIndex, ViUInt16 wLength, ViBuf buf) {
+  return onUsbDevice(vi, [&](QVvisa_usb_device_t* device) {
+    if (readsFromDevice(bmRequestType)) return VI_ERROR_INV_PARAMETER;
+    return QVvisa_UsbControlOut(device, bmRequestType, bRequest, wValue, wIndex, wLength, buf);
+  });
+}
+
+ViStatus _VI_FUNC QV_viUsbControlIn(ViSession vi, ViInt16 bmRequestType, ViInt16 bRequest, ViUInt16 wValue,
+                                    ViUInt16 wIndex, ViUInt16 wLength, ViPBuf buf, ViPUInt16 retCnt) {
+  if (retCnt) *retCnt = 0;
+  return onUsbDevice(vi, [&](QVvisa_usb_device_t* device) {
+    if (!readsFromDevice(bmRequestType)) return VI_ERROR_INV_PARAMETER;
+    return QVvisa_UsbControlIn(device, bmRequestType, bRequest, wValue, wIndex, wLength, buf, retCnt);
+  });
+}

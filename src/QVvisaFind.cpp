@@ -1,0 +1,385 @@
+#include "QVvisaFind.h"
+
+#include "DebugMalloc.h"
+#include "QVvisaBackends.h"
+#include "QVvisaLock.h"
+#include "QVvisaTokens.h"
+#include "QVvisaTools.h"
+#include "slre.h"
+
+#include <algorithm>
+#include <charconv>
+#include <climits>
+#include <cstring>
+#include <iterator>
+#include <span>
+#include <string_view>
+
+namespace {
+
+/// The members of one bus's entries and results under common names, so that each step is written once.
+struct Usb {
+  using List = QVvisa_devIntfListUsb_t;
+  using Result = QVvisa_findListUsb_result_t;
+
+  static std::span<QVvisa_devIntfUsb_t> entries(const List& list) {
+    return {list.intfUsb, static_cast<size_t>(list.numDevIntfUsb)};
+  }
+  static int& numMatch(List& list) { return list.numMatchUsb; }
+  static constexpr auto print = QVvisa_FindRsrcHelperPrintPuiUsb;
+  static constexpr auto initArray = QVvisa_initFindResultListArrUsb;
+  static constexpr auto closeArray = QVvisa_closeFindResultListArrUsb;
+  static constexpr auto initResult = QVvisa_initFindResultListElemUsb;
+
+  static void fill(Result& result, const QVvisa_devIntfUsb_t& entry) {
+    result.intf = entry.bInterfaceNumber;
+    result.vid = entry.vid;
+    result.pid = entry.pid;
+    result.class_ = entry.bInterfaceClass;
+    result.subClass = entry.bInterfaceSubClass;
+    result.protocol = entry.bInterfaceProtocol;
+    memcpy(result.sn, entry.sn, sizeof result.sn);
+  }
+};
+
+struct Asrl {
+  using List = QVvisa_devIntfListAsrl_t;
+  using Result = QVvisa_findListAsrl_result_t;
+
+  static std::span<QVvisa_devIntfAsrl_t> entries(const List& list) {
+    return {list.intfAsrl, static_cast<size_t>(list.numDevIntfAsrl)};
+  }
+  static int& numMatch(List& list) { return list.numMatchAsrl; }
+  static constexpr auto print = QVvisa_FindRsrcHelperPrintPuiAsrl;
+  static constexpr auto initArray = QVvisa_initFindResultListArrAsrl;
+  static constexpr auto closeArray = QVvisa_closeFindResultListArrAsrl;
+  static constexpr auto initResult = QVvisa_initFindResultListElemAsrl;
+
+  static void fill(Result& result, const QVvisa_devIntfAsrl_t& entry) { result.comPort = entry.comPort; }
+};
+
+template <typename Bus>
+void matchEntries(const typename Bus::List* list, const char* regex) {
+  if (!list) return;
+  for (auto& entry : Bus::entries(*list)) {
+    char name[VI_FIND_BUFLEN];
+    Bus::print(&entry, name);
+    if (slre_match(regex, name, static_cast<int>(strlen(name)), nullptr, 0, 0) > 0) entry.matchRE = 1;
+  }
+}
+
+template <typename Bus>
+void countMatches(typename Bus::List* list, const char* attrExpr) {
+  if (!list) return;
+  Bus::numMatch(*list) = 0;
+  for (auto& entry : Bus::entries(*list)) {
+    if (!entry.matchRE || (attrExpr && !entry.matchAE)) continue;
+    entry.matchX = 1;
+    ++Bus::numMatch(*list);
+  }
+}
+
+template <typename Bus>
+ViStatus makeResults(typename Bus::List* list, typename Bus::Result*** array) {
+  if (!array) return VI_ERROR_INV_OBJECT;
+  *array = nullptr;
+  if (!list || Bus::numMatch(*list) == 0) return VI_SUCCESS;
+  ViStatus status = Bus::initArray(array, Bus::numMatch(*list));
+  if (status != VI_SUCCESS) return status;
+  typename Bus::Result** next = *array;
+  for (const auto& entry : Bus::entries(*list)) {
+    if (!entry.matchX) continue;
+    status = Bus::initResult(next);
+    if (status != VI_SUCCESS) {
+      Bus::closeArray(array);
+      return status;
+    }
+    Bus::fill(**next++, entry);
+  }
+  return VI_SUCCESS;
+}
+
+/// Owns the copies of a split expression.
+struct SplitExpression : QVvisa_findResrcPatA_t {
+  SplitExpression() = default;
+  ~SplitExpression() { QVvisa_helperProcessPattern_Aclose(this); }
+  SplitExpression(const SplitExpression&) = delete;
+  SplitExpression& operator=(const SplitExpression&) = delete;
+};
+
+/// Owns the interface lists of one search.
+struct InterfaceLists : QVvisa_devList_t {
+  InterfaceLists() : QVvisa_devList_t{} {}
+  ~InterfaceLists() {
+    QVvisa_closeDevIntfListElemUsb(&usbList);
+    QVvisa_closeDevIntfListElemAsrl(&asrlList);
+  }
+  InterfaceLists(const InterfaceLists&) = delete;
+  InterfaceLists& operator=(const InterfaceLists&) = delete;
+};
+
+/// Owns result arrays until a find list takes them.
+struct Results {
+  QVvisa_findListUsb_result_t** usb = nullptr;
+  QVvisa_findListAsrl_result_t** asrl = nullptr;
+
+  Results() = default;
+  ~Results() {
+    QVvisa_closeFindResultListArrUsb(&usb);
+    QVvisa_closeFindResultListArrAsrl(&asrl);
+  }
+  Results(const Results&) = delete;
+  Results& operator=(const Results&) = delete;
+};
+
+/// Prints a resource name piece by piece, terminated after each. A search prints every entry under the fast lock, so
+/// that the time of a general formatter would be felt. The longest name has 159 characters.
+class NamePrinter {
+public:
+  explicit NamePrinter(char* buf) : end_(buf) {}
+
+  NamePrinter& text(std::string_view piece) {
+    end_ = std::copy(piece.begin(), piece.end(), end_);
+    *end_ = '\0';
+    return *this;
+  }
+  /// Four upper-case digits.
+  NamePrinter& hex(ViUInt16 number) {
+    constexpr std::string_view kDigits = "0123456789ABCDEF";
+    const char digits[] = {kDigits[number >> 12], kDigits[number >> 8 & 0xF], kDigits[number >> 4 & 0xF],
+                           kDigits[number & 0xF]};
+    return text({digits, sizeof digits});
+  }
+  NamePrinter& decimal(int number) {
+    char digits[12];
+    return text({digits, std::to_chars(std::begin(digits), std::end(digits), number).ptr});
+  }
+
+private:
+  char* end_;
+};
+
+/// A NUL-terminated copy, or null without memory.
+char* copyOf(std::string_view text) {
+  auto* copy = static_cast<char*>(DEBUG_MALLOC(text.size() + 1));
+  if (!copy) return nullptr;
+  memcpy(copy, text.data(), text.size());
+  copy[text.size()] = '\0';
+  return copy;
+}
+
+/// The one rewrite of the expression language: `?*` stands for any text.
+void translate(char* regex) {
+  for (; *regex; ++regex) {
+    if (regex[0] == '?' && regex[1] == '*') regex[0] = '.';
+  }
+}
+
+ViStatus filter(const SplitExpression& expression, QVvisa_devList_t* lists) {
+  ViStatus status = QVvisa_GetAllDevIntf(lists);
+  if (status == VI_SUCCESS) status = QVvisa_helperProcessPattern_BC(expression.attrExpr, expression.aLen, lists);
+  if (status == VI_SUCCESS) status = QVvisa_helperProcessPattern_REGEX(expression.regExpr, expression.rLen, lists);
+  if (status != VI_SUCCESS) return status;
+  QVvisa_helperCountFoundDevicesUsb(lists->usbList, expression.attrExpr);
+  QVvisa_helperCountFoundDevicesAsrl(lists->asrlList, expression.attrExpr);
+  return VI_SUCCESS;
+}
+
+void releaseResults(QVvisa_findListHelper_result_t* results) {
+  QVvisa_closeFindResultListArrUsb(results->pppfrlUsb);
+  QVvisa_closeFindResultListArrAsrl(results->pppfrlAsrl);
+}
+
+/// Makes a find list that takes the arrays over, and registers it.
+ViStatus registerFindList(QVvisa_findListHelper_result_t* results, int numUsb, int numAsrl, ViPFindList vi,
+                          QVvisa_findList_t** registered) {
+  QVvisa_findList_t* findList = nullptr;
+  const ViStatus status = QVvisa_initFindListElem(&findList);
+  if (status != VI_SUCCESS) {
+    releaseResults(results);
+    return status;
+  }
+  findList->ppflrUsb = *results->pppfrlUsb;
+  findList->numUsb = numUsb;
+  findList->ppflrAsrl = *results->pppfrlAsrl;
+  findList->numAsrl = numAsrl;
+  findList->numTot = numUsb + numAsrl;
+  *results->pppfrlUsb = nullptr;
+  *results->pppfrlAsrl = nullptr;
+  *registered = findList;
+  const CoreLock lock;
+  return QVvisa_AddHandleFindList(&findList, vi);
+}
+
+}  // namespace
+
+ViStatus QVvisa_helperProcessPattern_A(QVvisa_findResrcPatA_t* frPat, char* pattern) {
+  if (!frPat || !pattern) return VI_ERROR_INV_OBJECT;
+  const std::string_view text(pattern);
+  const size_t open = text.find('{');
+  const bool hasAttributes = open != std::string_view::npos;
+  const std::string_view regular = text.substr(0, open);
+  std::string_view attributes;
+  if (hasAttributes) {
+    const size_t close = text.find('}', open);
+    if (close == std::string_view::npos) return VI_ERROR_INV_RSRC_NAME;
+    if (*skipWhiteSpace(pattern + close + 1) != '\0') return VI_ERROR_INV_RSRC_NAME;
+    attributes = text.substr(open + 1, close - open - 1);
+  }
+  if (regular.size() > QVVISA_MAX_REGEX_LEN || attributes.size() > QVVISA_MAX_ATTR_EXPR_LEN) {
+    return VI_ERROR_INV_RSRC_NAME;
+  }
+  // Both parts are short, so that the whole is too, but for trailing blanks.
+  *frPat = {pattern, static_cast<int>(std::min<size_t>(text.size(), INT_MAX)),
+            nullptr, static_cast<int>(regular.size()),
+            nullptr, static_cast<int>(attributes.size())};
+  if (hasAttributes) frPat->attrExpr = copyOf(attributes);
+  if (!hasAttributes || frPat->attrExpr) frPat->regExpr = copyOf(regular);
+  if (frPat->regExpr) return VI_SUCCESS;
+  QVvisa_helperProcessPattern_Aclose(frPat);
+  return VI_ERROR_ALLOC;
+}
+
+void QVvisa_helperProcessPattern_Aclose(QVvisa_findResrcPatA_t* frPat) {
+  if (!frPat) return;
+  DEBUG_FREE(frPat->regExpr);
+  DEBUG_FREE(frPat->attrExpr);
+  frPat->regExpr = nullptr;
+  frPat->rLen = 0;
+  frPat->attrExpr = nullptr;
+  frPat->aLen = 0;
+}
+
+ViStatus QVvisa_GetAllDevIntf(QVvisa_devList_t* pdl) {
+  if (!pdl) return VI_ERROR_INV_OBJECT;
+  ViStatus result = VI_ERROR_RSRC_NFOUND;
+  for (const QVvisa_backend_t& backend : QVvisa_backends()) {
+    if (!backend.enumerate) continue;
+    const ViStatus status = backend.enumerate(pdl);
+    if (status != VI_SUCCESS && status != VI_ERROR_RSRC_NFOUND) return status;
+    if (status == VI_SUCCESS) result = VI_SUCCESS;
+  }
+  return result;
+}
+
+ViStatus QVvisa_helperProcessPattern_REGEX(char* pattern, int plen, QVvisa_devList_t* pdl) {
+  if (!pdl) return VI_ERROR_INV_OBJECT;
+  if (!pattern || plen <= 0) return VI_ERROR_RSRC_NFOUND;
+  if (plen > QVVISA_MAX_REGEX_LEN) return VI_ERROR_INV_RSRC_NAME;
+  char regex[QVVISA_MAX_REGEX_LEN + 1] = {};
+  memcpy(regex, pattern, strnlen(pattern, static_cast<size_t>(plen)));
+  translate(regex);
+  matchEntries<Usb>(pdl->usbList, regex);
+  matchEntries<Asrl>(pdl->asrlList, regex);
+  return VI_SUCCESS;
+}
+
+void QVvisa_helperCountFoundDevicesUsb(QVvisa_devIntfListUsb_t* pdil, char* attrExpr) {
+  countMatches<Usb>(pdil, attrExpr);
+}
+
+void QVvisa_helperCountFoundDevicesAsrl(QVvisa_devIntfListAsrl_t* pdil, char* attrExpr) {
+  countMatches<Asrl>(pdil, attrExpr);
+}
+
+ViStatus QVvisa_helperGenerateFindListUsb(QVvisa_devIntfListUsb_t* pdil, QVvisa_findListUsb_result_t*** pppflr) {
+  return makeResults<Usb>(pdil, pppflr);
+}
+
+ViStatus QVvisa_helperGenerateFindListAsrl(QVvisa_devIntfListAsrl_t* pdil, QVvisa_findListAsrl_result_t*** pppflr) {
+  return makeResults<Asrl>(pdil, pppflr);
+}
+
+ViStatus QVvisa_helperGenerateViRsrcFind(QVvisa_devList_t* pdl, QVvisa_findListHelper_result_t* pflhr, ViPFindList vi,
+                                         ViPUInt32 retCnt, ViChar* desc) {
+  if (!pdl || !pflhr) return VI_ERROR_INV_OBJECT;
+  const int numUsb = pdl->usbList ? pdl->usbList->numMatchUsb : 0;
+  const int numAsrl = pdl->asrlList ? pdl->asrlList->numMatchAsrl : 0;
+  if (numUsb + numAsrl == 0) {
+    if (retCnt) *retCnt = 0;
+    return VI_ERROR_RSRC_NFOUND;
+  }
+  if (vi) {
+    QVvisa_findList_t* findList = nullptr;
+    const ViStatus status = registerFindList(pflhr, numUsb, numAsrl, vi, &findList);
+    if (status != VI_SUCCESS) return status;
+    // The first result is used up whether or not it can be delivered.
+    char unwanted[VI_FIND_BUFLEN];
+    QVvisa_findNext(findList, desc ? desc : unwanted);
+  } else {
+    if (numUsb > 0)
+      QVvisa_FindRsrcHelperPrintPflrUsb(**pflhr->pppfrlUsb, desc);
+    else
+      QVvisa_FindRsrcHelperPrintPflrAsrl(**pflhr->pppfrlAsrl, desc);
+    releaseResults(pflhr);
+  }
+  if (retCnt) *retCnt = static_cast<ViUInt32>(numUsb + numAsrl);
+  return VI_SUCCESS;
+}
+
+void QVvisa_FindRsrcHelperPrintRootUsb(ViUInt8 class_, ViUInt8 subClass, ViUInt8 protocol, ViUInt16 vid, ViUInt16 pid,
+                                       ViUInt8 intf, unsigned char* sn, char* buf) {
+  if (!buf || !sn) return;
+  const auto* serial = reinterpret_cast<const char*>(sn);
+  NamePrinter name(buf);
+  name.text("USB0::0x").hex(vid).text("::0x").hex(pid).text("::").text({serial, strnlen(serial, MAX_BUF_SIZE_SN - 1)});
+  if (isUSBTMC(class_, subClass, protocol))
+    name.text("::INSTR");
+  else
+    name.text("::").decimal(intf).text("::RAW");
+}
+
+void QVvisa_FindRsrcHelperPrintRootAsrl(ViInt32 comPort, char* buf) {
+  if (buf) NamePrinter(buf).text("ASRL").decimal(comPort).text("::INSTR");
+}
+
+void QVvisa_FindRsrcHelperPrintPuiUsb(QVvisa_devIntfUsb_t* pui, char* buf) {
+  if (!pui) return;
+  QVvisa_FindRsrcHelperPrintRootUsb(pui->bInterfaceClass, pui->bInterfaceSubClass, pui->bInterfaceProtocol, pui->vid,
+                                    pui->pid, pui->bInterfaceNumber, pui->sn, buf);
+}
+
+void QVvisa_FindRsrcHelperPrintPuiAsrl(QVvisa_devIntfAsrl_t* pui, char* buf) {
+  if (pui) QVvisa_FindRsrcHelperPrintRootAsrl(pui->comPort, buf);
+}
+
+void QVvisa_FindRsrcHelperPrintPflrUsb(QVvisa_findListUsb_result_t* pflr, char* buf) {
+  if (!pflr) return;
+  QVvisa_FindRsrcHelperPrintRootUsb(pflr->class_, pflr->subClass, pflr->protocol, pflr->vid, pflr->pid, pflr->intf,
+                                    pflr->sn, buf);
+}
+
+void QVvisa_FindRsrcHelperPrintPflrAsrl(QVvisa_findListAsrl_result_t* pflr, char* buf) {
+  if (pflr) QVvisa_FindRsrcHelperPrintRootAsrl(pflr->comPort, buf);
+}
+
+ViStatus QVvisa_findRsrc(char* expr, ViPFindList vi, ViPUInt32 retCnt, ViChar* desc) {
+  SplitExpression expression;
+  ViStatus status = QVvisa_helperProcessPattern_A(&expression, expr);
+  if (status != VI_SUCCESS) return status;
+
+  const CoreLock lock;
+  if (!gpQvvisa) return VI_ERROR_SYSTEM_ERROR;
+  InterfaceLists lists;
+  status = filter(expression, &lists);
+  if (status != VI_SUCCESS) return status;
+
+  Results results;
+  status = QVvisa_helperGenerateFindListUsb(lists.usbList, &results.usb);
+  if (status == VI_SUCCESS) status = QVvisa_helperGenerateFindListAsrl(lists.asrlList, &results.asrl);
+  if (status != VI_SUCCESS) return status;
+  QVvisa_findListHelper_result_t handedOver{&results.usb, &results.asrl};
+  return QVvisa_helperGenerateViRsrcFind(&lists, &handedOver, vi, retCnt, desc);
+}
+
+ViStatus QVvisa_findNext(QVvisa_findList_t* pfl, ViChar* desc) {
+  if (pfl->idxUsb < pfl->numUsb) {
+    QVvisa_FindRsrcHelperPrintPflrUsb(pfl->ppflrUsb[pfl->idxUsb++], desc);
+    return VI_SUCCESS;
+  }
+  if (pfl->idxAsrl < pfl->numAsrl) {
+    QVvisa_FindRsrcHelperPrintPflrAsrl(pfl->ppflrAsrl[pfl->idxAsrl++], desc);
+    return VI_SUCCESS;
+  }
+  return VI_ERROR_RSRC_NFOUND;
+}

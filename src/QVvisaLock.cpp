@@ -1,0 +1,3 @@
+#include "QVvisaLock.h"
+
+os_fastlock_t flock_QVvisa = OS_FASTLOCK_INITIALIZER;

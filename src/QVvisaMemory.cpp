@@ -1,0 +1,296 @@
+#include "QVvisaMemory.h"
+
+#include "DebugMalloc.h"
+#include "QVvisaBackends.h"
+#include "QVvisaLock.h"
+
+#include <algorithm>
+#include <atomic>
+#include <iterator>
+#include <utility>
+
+QVvisa_work_t* gpQvvisa = nullptr;
+
+namespace {
+
+/// Bit of `uses` that says that the record is out of its slot; the rest counts the operations running on it.
+constexpr ViUInt32 kClosed = 0x80000000;
+
+constexpr ViUInt32 kLastHandleOffset = 0xABC;
+ViUInt32 mySessionID = QV_FIRST_SESSION_ID;
+ViUInt32 myOffset = 0;
+
+std::atomic_ref<QVvisa_work_t*> tablePointer() {
+  return std::atomic_ref<QVvisa_work_t*>(gpQvvisa);
+}
+
+template <typename Record>
+ViStatus makeRecord(Record** record) {
+  if (!record) return VI_ERROR_INV_PARAMETER;
+  auto* made = static_cast<Record*>(DEBUG_CALLOC(1, sizeof(Record)));
+  if (!made) return VI_ERROR_ALLOC;
+  *record = made;
+  return VI_SUCCESS;
+}
+
+template <typename Record>
+void freeRecord(Record** record) {
+  if (!record || !*record) return;
+  DEBUG_FREE(*record);
+  *record = nullptr;
+}
+
+template <typename Result>
+ViStatus makeResultArray(Result*** array, int cnt) {
+  if (!array || cnt < 0) return VI_ERROR_INV_PARAMETER;
+  auto** made = static_cast<Result**>(DEBUG_CALLOC(static_cast<size_t>(cnt) + 1, sizeof(Result*)));
+  if (!made) return VI_ERROR_ALLOC;
+  *array = made;
+  return VI_SUCCESS;
+}
+
+template <typename Result>
+void freeResultArray(Result*** array) {
+  if (!array || !*array) return;
+  for (Result** result = *array; *result; ++result) freeRecord(result);
+  freeRecord(array);
+}
+
+/// The slots of one kind of record in the table.
+template <typename Record, int Max>
+struct Slots {
+  Record* (&records)[Max];
+  ViSession (&handles)[Max];
+  int& count;
+  ViSession Record::*handle;
+  void (*close)(Record**);
+};
+
+Slots<QVvisa_device_t, QVVISA_MAX_DEVICES> devices(QVvisa_work_t& table) {
+  return {table.device, table.deviceID, table.numDevs, &QVvisa_device_t::visaID, QVvisa_closeDevListElem};
+}
+
+Slots<QVvisa_findList_t, QVVISA_MAX_FINDLISTS> findLists(QVvisa_work_t& table) {
+  return {table.findList, table.findListID, table.numFindLists, &QVvisa_findList_t::ID, QVvisa_closeFindListElem};
+}
+
+/// The slot that holds `vi`, or -1. A free slot holds 0, which is no handle.
+template <int Max>
+int slotOf(const ViSession (&handles)[Max], ViSession vi) {
+  if (vi == 0) return -1;
+  const auto* slot = std::find(std::begin(handles), std::end(handles), vi);
+  return slot == std::end(handles) ? -1 : static_cast<int>(slot - handles);
+}
+
+bool inUse(ViSession vi) {
+  return gpQvvisa && (slotOf(gpQvvisa->deviceID, vi) >= 0 || slotOf(gpQvvisa->findListID, vi) >= 0);
+}
+
+template <typename Record, int Max>
+ViStatus add(Slots<Record, Max> slots, Record** record, ViSession* vi) {
+  if (!record || !*record || !vi) {
+    slots.close(record);
+    return VI_ERROR_INV_OBJECT;
+  }
+  if (slots.count >= Max) {
+    slots.close(record);
+    return VI_ERROR_ALLOC;
+  }
+  const auto slot = std::find(std::begin(slots.records), std::end(slots.records), nullptr) - slots.records;
+  const ViSession handle = QVvisa_GetNextSessionID();
+  slots.records[slot] = *record;
+  slots.handles[slot] = handle;
+  (*record)->*slots.handle = handle;
+  *vi = handle;
+  ++slots.count;
+  return VI_SUCCESS;
+}
+
+/// Empties a slot and gives its record to the caller; null for an empty slot.
+template <typename Record, int Max>
+Record* take(Slots<Record, Max> slots, Record** slot) {
+  if (!slot || !*slot) return nullptr;
+  slots.handles[slot - slots.records] = 0;
+  --slots.count;
+  return std::exchange(*slot, nullptr);
+}
+
+}  // namespace
+
+bool QVvisa_isUp() {
+  return tablePointer().load(std::memory_order_acquire) != nullptr;
+}
+
+void QVvisa_setTable(QVvisa_work_t* table) {
+  tablePointer().store(table, std::memory_order_release);
+}
+
+ViUInt32 QVvisa_GetNextSessionID() {
+  const CoreLock lock;
+  ViUInt32 handle = 0;
+  do {
+    handle = mySessionID;
+    mySessionID += QV_INCR_SESSION_ID;
+    if (mySessionID >= QV_MAX_SESSION_ID) {
+      myOffset = myOffset >= kLastHandleOffset ? 0 : myOffset + 1;
+      mySessionID = QV_FIRST_SESSION_ID + myOffset;
+    }
+  } while (inUse(handle));
+  return handle;
+}
+
+ViStatus QVvisa_AddHandleDevice(QVvisa_device_t** ppdev, ViSession* vi) {
+  if (!gpQvvisa) {
+    QVvisa_closeDevListElem(ppdev);
+    return VI_ERROR_SYSTEM_ERROR;
+  }
+  return add(devices(*gpQvvisa), ppdev, vi);
+}
+
+ViStatus QVvisa_RemoveHandleDevice(QVvisa_device_t** ppdev) {
+  QVvisa_device_t* device = gpQvvisa ? take(devices(*gpQvvisa), ppdev) : nullptr;
+  if (!device) return VI_SUCCESS;
+  const std::atomic_ref<ViUInt32> uses(device->uses);
+  if (uses.fetch_or(kClosed, std::memory_order_acq_rel) == 0)
+    QVvisa_closeDevListElem(&device);
+  else
+    ++gpQvvisa->numBusy;
+  return VI_SUCCESS;
+}
+
+ViStatus QVvisa_AddHandleFindList(QVvisa_findList_t** ppfl, ViSession* vi) {
+  if (!gpQvvisa) {
+    QVvisa_closeFindListElem(ppfl);
+    return VI_ERROR_SYSTEM_ERROR;
+  }
+  return add(findLists(*gpQvvisa), ppfl, vi);
+}
+
+ViStatus QVvisa_RemoveHandleFindList(QVvisa_findList_t** ppfl) {
+  QVvisa_findList_t* findList = gpQvvisa ? take(findLists(*gpQvvisa), ppfl) : nullptr;
+  QVvisa_closeFindListElem(&findList);
+  return VI_SUCCESS;
+}
+
+ViStatus QVvisa_GetTypeIdxOfSession(ViSession vi, int* typeOfElement, void** object, void** pObject) {
+  if (!typeOfElement) return VI_ERROR_INV_OBJECT;
+  if (vi == QV_DEFAULT_RM_SESSION_HANDLE) {
+    *typeOfElement = QVVISA_HANDLE_TYPE_RM;
+    return VI_SUCCESS;
+  }
+  const auto deliver = [&](int type, auto** slot) {
+    *typeOfElement = type;
+    if (object) *object = *slot;
+    if (pObject) *pObject = slot;
+    return VI_SUCCESS;
+  };
+  const CoreLock lock;
+  if (gpQvvisa) {
+    const int device = slotOf(gpQvvisa->deviceID, vi);
+    if (device >= 0) return deliver(QVVISA_HANDLE_TYPE_DEVICE, &gpQvvisa->device[device]);
+    const int findList = slotOf(gpQvvisa->findListID, vi);
+    if (findList >= 0) return deliver(QVVISA_HANDLE_TYPE_FINDLIST, &gpQvvisa->findList[findList]);
+  }
+  *typeOfElement = QVVISA_HANDLE_TYPE_UNKNOWN;
+  return VI_ERROR_INV_OBJECT;
+}
+
+namespace {
+
+template <typename Record>
+ViStatus lookUp(ViSession vi, int wantedType, Record** record) {
+  if (!record) return VI_ERROR_INV_OBJECT;
+  int type = QVVISA_HANDLE_TYPE_UNKNOWN;
+  void* object = nullptr;
+  if (QVvisa_GetTypeIdxOfSession(vi, &type, &object, nullptr) != VI_SUCCESS || type != wantedType || !object) {
+    return VI_ERROR_INV_OBJECT;
+  }
+  *record = static_cast<Record*>(object);
+  return VI_SUCCESS;
+}
+
+}  // namespace
+
+ViStatus QVvisa_LookupHandleDevice(ViSession vi, QVvisa_device_t** ppdev) {
+  return lookUp(vi, QVVISA_HANDLE_TYPE_DEVICE, ppdev);
+}
+
+ViStatus QVvisa_LookupHandleFindList(ViSession vi, QVvisa_findList_t** ppfl) {
+  return lookUp(vi, QVVISA_HANDLE_TYPE_FINDLIST, ppfl);
+}
+
+ViStatus QVvisa_pinDevice(ViSession vi, QVvisa_device_t** ppdev) {
+  const CoreLock lock;
+  const int slot = gpQvvisa ? slotOf(gpQvvisa->deviceID, vi) : -1;
+  if (slot < 0) return VI_ERROR_INV_OBJECT;
+  *ppdev = gpQvvisa->device[slot];
+  std::atomic_ref<ViUInt32>((*ppdev)->uses).fetch_add(1, std::memory_order_relaxed);
+  return VI_SUCCESS;
+}
+
+bool QVvisa_unpinDevice(QVvisa_device_t* pdev) {
+  const std::atomic_ref<ViUInt32> uses(pdev->uses);
+  if (uses.fetch_sub(1, std::memory_order_acq_rel) != (kClosed | 1)) return false;
+  const CoreLock lock;
+  QVvisa_closeDevListElem(&pdev);
+  --gpQvvisa->numBusy;
+  return true;
+}
+
+ViStatus QVvisa_initDevListElem(QVvisa_device_t** ppdev) {
+  QVvisa_device_t* device = nullptr;
+  ViStatus status = ppdev ? makeRecord(&device) : VI_ERROR_INV_PARAMETER;
+  // Name parsers run in the table's order, but the records are made with the first bus last.
+  const auto backends = QVvisa_backends();
+  for (size_t i = 1; status == VI_SUCCESS && i <= backends.size(); ++i) {
+    status = backends[i % backends.size()].init(device);
+  }
+  if (status == VI_SUCCESS)
+    *ppdev = device;
+  else
+    QVvisa_closeDevListElem(&device);
+  return status;
+}
+
+void QVvisa_closeDevListElem(QVvisa_device_t** ppdev) {
+  if (!ppdev || !*ppdev) return;
+  for (const QVvisa_backend_t& backend : QVvisa_backends()) backend.close(*ppdev);
+  freeRecord(ppdev);
+}
+
+ViStatus QVvisa_initFindResultListElemUsb(QVvisa_findListUsb_result_t** ppflr) {
+  return makeRecord(ppflr);
+}
+void QVvisa_closeFindResultListElemUsb(QVvisa_findListUsb_result_t** ppflr) {
+  freeRecord(ppflr);
+}
+ViStatus QVvisa_initFindResultListElemAsrl(QVvisa_findListAsrl_result_t** ppflr) {
+  return makeRecord(ppflr);
+}
+void QVvisa_closeFindResultListElemAsrl(QVvisa_findListAsrl_result_t** ppflr) {
+  freeRecord(ppflr);
+}
+
+ViStatus QVvisa_initFindResultListArrUsb(QVvisa_findListUsb_result_t*** pppflr, int cnt) {
+  return makeResultArray(pppflr, cnt);
+}
+void QVvisa_closeFindResultListArrUsb(QVvisa_findListUsb_result_t*** pppflr) {
+  freeResultArray(pppflr);
+}
+ViStatus QVvisa_initFindResultListArrAsrl(QVvisa_findListAsrl_result_t*** pppflr, int cnt) {
+  return makeResultArray(pppflr, cnt);
+}
+void QVvisa_closeFindResultListArrAsrl(QVvisa_findListAsrl_result_t*** pppflr) {
+  freeResultArray(pppflr);
+}
+
+ViStatus QVvisa_initFindListElem(QVvisa_findList_t** ppfl) {
+  return makeRecord(ppfl);
+}
+
+void QVvisa_closeFindListElem(QVvisa_findList_t** ppfl) {
+  if (!ppfl || !*ppfl) return;
+  freeResultArray(&(*ppfl)->ppflrUsb);
+  freeResultArray(&(*ppfl)->ppflrAsrl);
+  freeRecord(ppfl);
+}

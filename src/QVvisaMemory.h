@@ -1,0 +1,150 @@
+/// The registry: handles, the table of open instruments and find lists, and the records in it.
+///
+/// Every `init` operation stores a new record through its pointer argument and answers VI_SUCCESS,
+/// VI_ERROR_INV_PARAMETER for a null argument or VI_ERROR_ALLOC without memory; every `close` operation frees the
+/// record with all it owns, nulls the pointer and does nothing for a null argument or target.
+#pragma once
+
+#include "QVvisaDevice.h"
+#include "export.h"
+
+extern "C" {
+
+enum { QVVISA_MAX_DEVICES = 128, QVVISA_MAX_FINDLISTS = 16 };
+
+/// Classes of handle.
+enum {
+  QVVISA_HANDLE_TYPE_UNKNOWN = 0,
+  QVVISA_HANDLE_TYPE_DEVICE = 1,
+  QVVISA_HANDLE_TYPE_FINDLIST = 2,
+  QVVISA_HANDLE_TYPE_RM = 3,
+  QVVISA_HANDLE_TYPE_EVENT = 4,
+};
+
+constexpr ViSession QV_UNINIT_RM_SESSION_HANDLE = 0;
+constexpr ViSession QV_DEFAULT_RM_SESSION_HANDLE = 0x64190511;
+constexpr ViFindList QV_UNINIT_FINDLIST_HANDLE = 0;
+constexpr ViUInt32 QV_FIRST_SESSION_ID = 0x00001017;
+constexpr ViUInt32 QV_INCR_SESSION_ID = 0x00000ABC;
+/// First value that the handle sequence doesn't reach.
+constexpr ViUInt32 QV_MAX_SESSION_ID = QV_DEFAULT_RM_SESSION_HANDLE - QV_INCR_SESSION_ID - 1;
+
+/// What the resource name of a USB result is printed from.
+struct QVvisa_findListUsb_result_t {
+  ViUInt8 intf;
+  ViUInt16 vid;
+  ViUInt16 pid;
+  ViUInt8 class_;
+  ViUInt8 subClass;
+  ViUInt8 protocol;
+  unsigned char sn[128];  ///< NUL-terminated
+};
+
+/// What the resource name of a serial result is printed from.
+struct QVvisa_findListAsrl_result_t {
+  ViInt32 comPort;
+};
+
+/// The frozen answer of one search. The arrays end in a null pointer; an empty result is no array at all.
+struct QVvisa_findList_t {
+  ViSession ID;                            ///< the find list's handle; the first field, which look-ups compare
+  QVvisa_findListUsb_result_t** ppflrUsb;  ///< owned
+  int idxUsb;                              ///< next USB result to deliver
+  int numUsb;
+  QVvisa_findListAsrl_result_t** ppflrAsrl;  ///< owned
+  int idxAsrl;                               ///< next serial result to deliver
+  int numAsrl;
+  int numTot;
+};
+
+/// The table. It owns its records.
+struct QVvisa_work_t {
+  QVvisa_device_t* device[QVVISA_MAX_DEVICES];  ///< null marks a free slot
+  int numDevs;
+  QVvisa_findList_t* findList[QVVISA_MAX_FINDLISTS];  ///< null marks a free slot
+  int numFindLists;
+
+  /// The handles of `device` and `findList` side by side, 0 where the slot is free, so that a look-up touches a few
+  /// cache lines and not every record.
+  ViSession deviceID[QVVISA_MAX_DEVICES];
+  ViSession findListID[QVVISA_MAX_FINDLISTS];
+  /// Opens under way, and closed records that an operation still uses: what keeps the library up beside the slots.
+  int numBusy;
+  /// A close of the library was put off because of `numBusy`.
+  bool closeDeferred;
+};
+
+/// The table; non-null means that the library is up. Written under the fast lock; a reader without it goes through
+/// QVvisa_isUp.
+QVVISA_API extern QVvisa_work_t* gpQvvisa;
+
+/// @return the next handle of the one sequence that sessions and find lists draw from; a value in use is skipped
+QVVISA_API ViUInt32 QVvisa_GetNextSessionID();
+
+/// Gives the record a slot and a handle, which goes to `*vi`. The caller holds the fast lock. On failure the record is
+/// closed, instrument included, and `*ppdev` null.
+/// @retval VI_SUCCESS            registered; the table owns the record
+/// @retval VI_ERROR_INV_OBJECT   an argument or `*ppdev` is null
+/// @retval VI_ERROR_ALLOC        128 sessions are open
+/// @retval VI_ERROR_SYSTEM_ERROR the library is down
+QVVISA_API ViStatus QVvisa_AddHandleDevice(QVvisa_device_t** ppdev, ViSession* vi);
+/// Takes a record out of its slot, given by its address, and closes it; a record in use by an operation is closed when
+/// that ends. The caller holds the fast lock.
+/// @retval VI_SUCCESS always
+QVVISA_API ViStatus QVvisa_RemoveHandleDevice(QVvisa_device_t** ppdev);
+/// As QVvisa_AddHandleDevice, for at most 16 find lists.
+QVVISA_API ViStatus QVvisa_AddHandleFindList(QVvisa_findList_t** ppfl, ViSession* vi);
+/// As QVvisa_RemoveHandleDevice.
+QVVISA_API ViStatus QVvisa_RemoveHandleFindList(QVvisa_findList_t** ppfl);
+
+/// Finds the record of a session. It is good for as long as the caller holds the fast lock, or knows by other means
+/// that nobody closes the session; an operation uses QVvisa_pinDevice.
+/// @retval VI_SUCCESS          found
+/// @retval VI_ERROR_INV_OBJECT `ppdev` null, or `vi` is no session
+QVVISA_API ViStatus QVvisa_LookupHandleDevice(ViSession vi, QVvisa_device_t** ppdev);
+/// Finds a find list; as QVvisa_LookupHandleDevice.
+QVVISA_API ViStatus QVvisa_LookupHandleFindList(ViSession vi, QVvisa_findList_t** ppfl);
+/// Classifies a handle. Takes the fast lock, but not for the resource manager's handle.
+/// @param[out] typeOfElement  the class
+/// @param[out] object   the record of a session or find list; may be null
+/// @param[out] pObject  the address of its slot; may be null
+/// @retval VI_SUCCESS          known
+/// @retval VI_ERROR_INV_OBJECT unknown, or `typeOfElement` null
+QVVISA_API ViStatus QVvisa_GetTypeIdxOfSession(ViSession vi, int* typeOfElement, void** object, void** pObject);
+
+/// Creates a device record with one sub-record per bus.
+QVVISA_API ViStatus QVvisa_initDevListElem(QVvisa_device_t** ppdev);
+/// Closes the instrument and frees the record.
+QVVISA_API void QVvisa_closeDevListElem(QVvisa_device_t** ppdev);
+
+QVVISA_API ViStatus QVvisa_initFindResultListElemUsb(QVvisa_findListUsb_result_t** ppflr);
+QVVISA_API void QVvisa_closeFindResultListElemUsb(QVvisa_findListUsb_result_t** ppflr);
+QVVISA_API ViStatus QVvisa_initFindResultListElemAsrl(QVvisa_findListAsrl_result_t** ppflr);
+QVVISA_API void QVvisa_closeFindResultListElemAsrl(QVvisa_findListAsrl_result_t** ppflr);
+
+/// Makes an array of `cnt` plus one null pointers. A negative `cnt` is VI_ERROR_INV_PARAMETER.
+QVVISA_API ViStatus QVvisa_initFindResultListArrUsb(QVvisa_findListUsb_result_t*** pppflr, int cnt);
+/// Closes the results up to the first null pointer, and the array.
+QVVISA_API void QVvisa_closeFindResultListArrUsb(QVvisa_findListUsb_result_t*** pppflr);
+QVVISA_API ViStatus QVvisa_initFindResultListArrAsrl(QVvisa_findListAsrl_result_t*** pppflr, int cnt);
+QVVISA_API void QVvisa_closeFindResultListArrAsrl(QVvisa_findListAsrl_result_t*** pppflr);
+
+/// Makes an empty find list; its handle is given at registration.
+QVVISA_API ViStatus QVvisa_initFindListElem(QVvisa_findList_t** ppfl);
+/// Frees a find list with both result arrays.
+QVVISA_API void QVvisa_closeFindListElem(QVvisa_findList_t** ppfl);
+/// Whether the library is up, for a caller without the fast lock. It may go down right after.
+QVVISA_API bool QVvisa_isUp();
+/// Stores the table, or null, for QVvisa_isUp to see. The caller holds the fast lock.
+QVVISA_API void QVvisa_setTable(QVvisa_work_t* table);
+
+/// Finds the record of a session and counts a use of it: until QVvisa_unpinDevice the record stays whole, whatever
+/// other threads close, and the library stays up.
+/// @retval VI_SUCCESS          found
+/// @retval VI_ERROR_INV_OBJECT `vi` is no session
+QVVISA_API ViStatus QVvisa_pinDevice(ViSession vi, QVvisa_device_t** ppdev);
+/// Gives a use back. Takes the fast lock only if the session was closed meanwhile and this was the last use, and then
+/// closes the record.
+/// @return whether it did so, and the caller has to run the close check
+[[nodiscard]] QVVISA_API bool QVvisa_unpinDevice(QVvisa_device_t* pdev);
+}

@@ -1,0 +1,183 @@
+// Start and stop of the library, with a libusb whose start can be made to fail.
+
+#include "QVvisa.h"
+#include "QVvisaPrivate.h"
+#include "support/childProcess.h"
+#include "support/failingAlloc.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <iterator>
+#include <string>
+#include <thread>
+
+namespace {
+
+int startResult = LIBUSB_SUCCESS;
+int starts = 0;
+int ends = 0;
+
+}  // namespace
+
+extern "C" {
+int __real_libusb_init(libusb_context** ctx);
+void __real_libusb_exit(libusb_context* ctx);
+
+int __wrap_libusb_init(libusb_context** ctx) {
+  ++starts;
+  return startResult == LIBUSB_SUCCESS ? __real_libusb_init(ctx) : startResult;
+}
+
+void __wrap_libusb_exit(libusb_context* ctx) {
+  ++ends;
+  __real_libusb_exit(ctx);
+}
+}
+
+namespace {
+
+class Lifecycle : public testing::Test {
+protected:
+  Lifecycle() { beFresh(); }
+  ~Lifecycle() override {
+    QVvisa_closeLibrary();
+    if (QVlibusbCtx) __real_libusb_exit(QVlibusbCtx);
+    QVlibusbCtx = nullptr;
+    beFresh();
+  }
+
+  /// A failed start has no way out in a process; this makes the library as it is when a process begins.
+  static void beFresh() {
+    startResult = LIBUSB_SUCCESS;
+    starts = 0;
+    ends = 0;
+    QVvisaInitialized = 0;
+  }
+  static void expectStart(ViStatus expected) {
+    ViSession vi = 0x55;
+    EXPECT_EQ(QV_viOpenDefaultRM(&vi), expected);
+    EXPECT_EQ(vi, expected == VI_SUCCESS ? QV_DEFAULT_RM_SESSION_HANDLE : 0);
+  }
+  static void expectClose() { EXPECT_EQ(QV_viClose(QV_DEFAULT_RM_SESSION_HANDLE), VI_SUCCESS); }
+};
+
+TEST_F(Lifecycle, StartsOnceAndStopsWhenNothingIsOpen) {
+  for (int i = 0; i < 3; ++i) expectStart(VI_SUCCESS);
+  EXPECT_EQ(starts, 1);
+  for (int i = 0; i < 2; ++i) expectClose();
+  EXPECT_EQ(ends, 1);
+  EXPECT_EQ(gpQvvisa, nullptr);
+
+  const std::string stamp = QVvisaBuild;
+  expectStart(VI_SUCCESS);
+  EXPECT_EQ(starts, 2);
+  EXPECT_EQ(QVvisaBuild, stamp);
+}
+
+TEST_F(Lifecycle, AStartThatFailsIsFinal) {
+  const struct {
+    int result;
+    ViStatus status;
+  } cases[] = {
+      {LIBUSB_ERROR_ACCESS, VI_ERROR_NPERMISSION},
+      {LIBUSB_ERROR_OTHER, VI_ERROR_SYSTEM_ERROR},
+      {LIBUSB_ERROR_NO_DEVICE, VI_SUCCESS_DEV_NPRESENT},
+      {12, VI_WARN_UNKNOWN_STATUS},
+  };
+  for (const auto& c : cases) {
+    beFresh();
+    startResult = c.result;
+    expectStart(c.status);
+    startResult = LIBUSB_SUCCESS;
+    expectStart(c.status);
+    EXPECT_EQ(starts, 1) << "the status is retained";
+    expectClose();
+    EXPECT_EQ(ends, 0);
+
+    // A later start, from closed, may fail too.
+    beFresh();
+    expectStart(VI_SUCCESS);
+    expectClose();
+    startResult = c.result;
+    expectStart(c.status);
+  }
+}
+
+TEST_F(Lifecycle, NoMemoryForTheTableIsAFailedStart) {
+  ViSession vi = 0x55;
+  ViStatus status = VI_SUCCESS;
+  // The mutex needs memory too, and what a start can do without.
+  for (long place = 0; status != VI_ERROR_ALLOC; ++place) {
+    const FailingAlloc alloc(place);
+    status = QV_viOpenDefaultRM(&vi);
+    ASSERT_TRUE(alloc.hasFailed());
+    if (status == VI_SUCCESS) expectClose();
+  }
+  EXPECT_EQ(vi, 0U);
+  expectStart(VI_ERROR_ALLOC);
+}
+
+TEST_F(Lifecycle, ChecksItsArguments) {
+  PVOID status = nullptr;
+  EXPECT_FALSE(QVvisa_initLibrary(&g_InitOnce, nullptr, &status));
+  EXPECT_FALSE(QVvisa_initLibrary(&g_InitOnce, &gQVvisaInit, nullptr));
+  EXPECT_EQ(QVvisa_initWork(nullptr), VI_ERROR_INV_PARAMETER);
+  EXPECT_EQ(starts, 0);
+}
+
+TEST_F(Lifecycle, EveryAllocationOfARecordMayFail) {
+  expectStart(VI_SUCCESS);
+  const long allocations = failEachAllocation([](const FailingAlloc& alloc) {
+    QVvisa_device_t* device = nullptr;
+    const ViStatus status = QVvisa_initDevListElem(&device);
+    EXPECT_EQ(status, alloc.hasFailed() ? VI_ERROR_ALLOC : VI_SUCCESS);
+    EXPECT_EQ(device == nullptr, alloc.hasFailed());
+    QVvisa_closeDevListElem(&device);
+  });
+  EXPECT_EQ(allocations, 4) << "the record and one sub-record per bus";
+}
+
+TEST_F(Lifecycle, AStartInAnotherProcessHoldsThisOneUpAndItsDeathIsNotFinal) {
+  Pipe isHeld;
+  ChildProcess holder([&] {
+    MutexHandle mutex = nullptr;
+    if (!OS_constructMutex(nullptr, &mutex, "MutexQVVisa") || OS_lockMutex(mutex, 10000) != MUTEX_TOOK) _exit(1);
+    isHeld.send();
+    pause();
+  });
+  isHeld.receive();
+  expectStart(VI_ERROR_SYSTEM_ERROR);
+  EXPECT_EQ(starts, 0);
+  holder.kill();
+  EXPECT_EQ(holder.signal(), SIGKILL);
+  expectStart(VI_ERROR_SYSTEM_ERROR);  // the first taker learns of the holder's death
+  expectStart(VI_SUCCESS);
+}
+
+TEST_F(Lifecycle, ManyThreadsStartOneLibrary) {
+  std::thread threads[8];
+  for (auto& thread : threads) thread = std::thread(expectStart, VI_SUCCESS);
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(starts, 1);
+}
+
+TEST_F(Lifecycle, OpensTheLogThatTheEnvironmentNamesWithEachStart) {
+  const std::string path = testing::TempDir() + freshName("log");
+  setenv("QVVISA_LOGFILE", path.c_str(), 1);
+  for (const bool isFirst : {true, false}) {
+    expectStart(VI_SUCCESS);
+    expectStart(VI_SUCCESS);
+    expectClose();
+    std::ifstream file(path);
+    const std::string log(std::istreambuf_iterator<char>(file), {});
+    EXPECT_EQ(log.find("\nOpened logfile : " + path), 0U) << log;
+    EXPECT_NE(log.find("\n\nNormal close of logfile: " + path), std::string::npos) << log;
+    EXPECT_EQ(log.find("already opened"), std::string::npos) << "the log is opened once";
+    EXPECT_TRUE(isFirst || log.find("This call to initLogFile was NOT the first call.") != std::string::npos) << log;
+  }
+  unsetenv("QVVISA_LOGFILE");
+  unlink(path.c_str());
+}
+
+}  // namespace

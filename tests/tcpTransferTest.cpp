@@ -1,0 +1,281 @@
+/// Transfers, attributes and the opening of TCP/IP sessions against a real server on the loopback interface.
+#include "QVvisaTCPIP.h"
+#include "support/tcpSession.h"
+
+#include <fcntl.h>
+#include <netinet/tcp.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <ctime>
+#include <string>
+#include <thread>
+
+namespace {
+
+constexpr ViStatus kFailed = -1;
+
+class TcpTransfer : public TcpSession {
+protected:
+  static QVvisa_tcpip_device_t* record() { return gpQvvisa->device[0]->ttcpDev; }
+
+  void setTimeLimit(ViUInt32 limit_ms) { EXPECT_EQ(VI_SUCCESS, QV_viSetAttribute(vi_, VI_ATTR_TMO_VALUE, limit_ms)); }
+  ViUInt32 timeLimit() {
+    ViUInt32 limit_ms = 77;
+    EXPECT_EQ(VI_SUCCESS, QV_viGetAttribute(vi_, VI_ATTR_TMO_VALUE, &limit_ms));
+    return limit_ms;
+  }
+  static std::string textOf(ViSession vi, ViAttr name) {
+    char text[MAX_BUF_SIZE_ATTR] = "";
+    EXPECT_EQ(VI_SUCCESS, QV_viGetAttribute(vi, name, text));
+    return text;
+  }
+  /// A read that nothing comes for, not even a change of the count.
+  void readInVain(ViUInt32 limit_ms) {
+    setTimeLimit(limit_ms);
+    printed();
+    std::string buffer(10, 'x');
+    ViUInt32 count = 77;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(kFailed, QV_viRead(vi_, bytesOf(buffer), 10, &count));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(limit_ms));
+    EXPECT_EQ("Reading response failed\n", printed());
+    EXPECT_EQ(std::string(10, '\0'), buffer);
+    EXPECT_EQ(77U, count);
+  }
+};
+
+TEST_F(TcpTransfer, ReadDeliversWhatOneReceiveGivesAndWriteEveryByte) {
+  peer_.send("0123456789");
+  EXPECT_EQ("0123456789", read(vi_));
+  peer_.send("line\nrest!");
+  EXPECT_EQ("line\nre", read(vi_, 7));
+  EXPECT_EQ("st!", read(vi_, 7));
+
+  const std::string message("binary \0 bytes \xFF\n", 16);
+  write(vi_, message);
+  EXPECT_EQ(message, peer_.receive(message.size()));
+  write(vi_, "");
+}
+
+TEST_F(TcpTransfer, CountIsOptionalAndBuffersAreNot) {
+  EXPECT_EQ(VI_SUCCESS, QV_viRead(vi_, nullptr, 0, nullptr)) << "doesn't wait for data";
+  ViByte byte = 'a';
+  EXPECT_EQ(VI_SUCCESS, QV_viWrite(vi_, &byte, 1, nullptr));
+  EXPECT_EQ("a", peer_.receive(1));
+  peer_.send("b");
+  EXPECT_EQ(VI_SUCCESS, QV_viRead(vi_, &byte, 1, nullptr));
+  EXPECT_EQ('b', byte);
+  EXPECT_EQ(VI_ERROR_INV_OBJECT, QV_viRead(vi_, nullptr, 1, nullptr));
+  EXPECT_EQ(VI_ERROR_INV_OBJECT, QV_viWrite(vi_, nullptr, 1, nullptr));
+}
+
+TEST_F(TcpTransfer, ClosedPeerReadsAsNothing) {
+  peer_.send("last");
+  peer_.halfClose();
+  for (const char* text : {"last", "", ""}) EXPECT_EQ(text, read(vi_));
+  write(vi_, "still listening");
+  EXPECT_EQ("still listening", peer_.receive(15));
+}
+
+TEST_F(TcpTransfer, BrokenConnectionFailsWithoutSignal) {
+  peer_.reset();
+  readInVain(0);
+  ViByte byte = 0;
+  ViUInt32 count = 77;
+  EXPECT_EQ(kFailed, QV_viWrite(vi_, &byte, 1, &count));
+  EXPECT_EQ("Writing request failed\n", printed());
+  EXPECT_EQ(77U, count);
+}
+
+TEST_F(TcpTransfer, TimeLimitEndsAReadAndTheSessionGoesOn) {
+  for (const ViUInt32 limit_ms : {1U, 3U, 37U}) readInVain(limit_ms);
+  peer_.send("late");
+  EXPECT_EQ("late", read(vi_));
+}
+
+TEST_F(TcpTransfer, TimeLimitReadsBackAsSet) {
+  EXPECT_EQ(0U, timeLimit());
+  EXPECT_EQ(0U, record()->tcpip_Timo_ms);
+  for (const ViUInt32 limit_ms : {3000U, 1U, 17U, 1001U, 0x7FFFFFFFU, 0xFFFFFFFEU, 0U, 0xFFFFFFFFU}) {
+    const ViUInt32 before = record()->tcpip_Timo_ms;
+    setTimeLimit(limit_ms);
+    EXPECT_EQ(before, record()->tcpip_Timo_ms);
+    EXPECT_EQ(limit_ms, timeLimit());
+    EXPECT_EQ(limit_ms, record()->tcpip_Timo_ms);
+  }
+}
+
+TEST_F(TcpTransfer, AttributesHaveTheirWidthsAndMostAreReadOnly) {
+  const int on = 1;
+  ASSERT_EQ(0, setsockopt(record()->clientSocket, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on));
+  ASSERT_EQ(0, setsockopt(record()->clientSocket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on));
+  EXPECT_EQ(VI_SUCCESS, QV_viSetAttribute(vi_, VI_ATTR_USER_DATA, 0x12345678));
+  const struct {
+    ViAttr name;
+    ViUInt32 width;
+    ViUInt32 value;
+    ViStatus set = VI_ERROR_ATTR_READONLY;
+  } rows[] = {
+      {VI_ATTR_INTF_TYPE, 2, VI_INTF_TCPIP},
+      {VI_ATTR_INTF_NUM, 2, 0},
+      {VI_ATTR_TERMCHAR, 1, 0x0A},
+      {VI_ATTR_TERMCHAR_EN, 2, VI_FALSE},
+      {VI_ATTR_SEND_END_EN, 2, VI_TRUE},
+      {VI_ATTR_SUPPRESS_END_EN, 2, VI_TRUE},
+      {VI_ATTR_FILE_APPEND_EN, 2, VI_FALSE},
+      {VI_ATTR_IO_PROT, 2, VI_PROT_NORMAL},
+      {VI_ATTR_RD_BUF_OPER_MODE, 2, VI_FLUSH_DISABLE},
+      {VI_ATTR_WR_BUF_OPER_MODE, 2, VI_FLUSH_WHEN_FULL},
+      {VI_ATTR_TRIG_ID, 2, 0xFFFF},
+      {VI_ATTR_TCPIP_PORT, 2, peer_.port()},
+      {VI_ATTR_TCPIP_NODELAY, 2, VI_TRUE},
+      {VI_ATTR_TCPIP_KEEPALIVE, 2, VI_TRUE},
+      {VI_ATTR_RSRC_MANF_ID, 2, 0x7C5A},
+      {VI_ATTR_RSRC_LOCK_STATE, 4, VI_EXCLUSIVE_LOCK},
+      {VI_ATTR_RM_SESSION, 4, 0x64190511},
+      {VI_ATTR_USER_DATA, 4, 0x12345678, VI_SUCCESS},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::Message() << std::hex << row.name);
+    std::string value(8, '\xA5');
+    std::string expected = value;
+    memcpy(expected.data(), &row.value, row.width);
+    EXPECT_EQ(VI_SUCCESS, QV_viGetAttribute(vi_, row.name, value.data()));
+    EXPECT_EQ(expected, value);
+    EXPECT_EQ(row.set, QV_viSetAttribute(vi_, row.name, row.value));
+  }
+  ViUInt32 value = 77;
+  EXPECT_EQ(VI_SUCCESS, QV_viGetAttribute(open(), VI_ATTR_USER_DATA, &value));
+  EXPECT_EQ(0U, value) << "user data belong to one session";
+
+  const std::pair<ViAttr, std::string> texts[] = {{VI_ATTR_RSRC_CLASS, "SOCKET"},
+                                                  {VI_ATTR_TCPIP_ADDR, "127.0.0.1"},
+                                                  {VI_ATTR_TCPIP_HOSTNAME, "127.0.0.1"},
+                                                  {VI_ATTR_RSRC_MANF_NAME, "KESTRIX"},
+                                                  {QV_ATTR_BUILD_DATE_TIME, QVvisaBuild}};
+  for (const auto& [name, text] : texts) {
+    EXPECT_EQ(text, textOf(vi_, name));
+    EXPECT_EQ(VI_ERROR_ATTR_READONLY, QV_viSetAttribute(vi_, name, 0));
+  }
+  EXPECT_EQ(20U, std::string(QVvisaBuild).size());
+  EXPECT_STRNE("JAN-01-2000 00:00:00", QVvisaBuild);
+
+  for (const ViAttr name :
+       {VI_ATTR_MAX_QUEUE_LENGTH, VI_ATTR_INTF_INST_NAME, VI_ATTR_RSRC_IMPL_VERSION, VI_ATTR_RSRC_SPEC_VERSION}) {
+    EXPECT_EQ(VI_ERROR_NSUP_ATTR, QV_viGetAttribute(vi_, name, &value));
+    EXPECT_EQ(VI_ERROR_ATTR_READONLY, QV_viSetAttribute(vi_, name, 1));
+  }
+  for (const ViAttr name : {VI_ATTR_TCPIP_DEVICE_NAME, VI_ATTR_USER_DATA_64, VI_ATTR_ASRL_BAUD, VI_ATTR_USB_CLASS}) {
+    EXPECT_EQ(VI_ERROR_NSUP_ATTR, QV_viGetAttribute(vi_, name, &value));
+    EXPECT_EQ(VI_ERROR_NSUP_ATTR, QV_viSetAttribute(vi_, name, 1));
+  }
+  EXPECT_EQ(0U, value);
+}
+
+TEST_F(TcpTransfer, HostsOpenByNameAndNumber) {
+  const std::string connects = "AF_INET (IPv4)\n\tIPv4 address 127.0.0.1\n";
+  EXPECT_EQ(connects, printed());
+  EXPECT_NE(0, fcntl(record()->clientSocket, F_GETFD) & FD_CLOEXEC);
+  for (const std::string host : {"0x7f.1", "localhost"}) {
+    ViSession vi = 0;
+    EXPECT_EQ(VI_SUCCESS, tryOpen(peer_.resource(host), &vi));
+    // Whether localhost has an IPv6 address too is the machine's matter; its last address is an IPv4 one.
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, connects, printed());
+    EXPECT_EQ("127.0.0.1", textOf(vi, VI_ATTR_TCPIP_HOSTNAME));
+  }
+  const TcpPeer refuses(TcpPeer::kDeaf);
+  const std::string failed = "connect function failed with error: ";
+  const std::pair<std::string, std::string> failures[] = {
+      {"127.0.0.1", connects + failed},
+      // Too long for a label of a host name, so that no name server is asked.
+      {std::string(100, 'h'), failed},
+      {"0:0:0:0:0:0:0:1", "AF_INET6 (IPv6)\n\tIPv6 address ::1\n" + failed},
+  };
+  for (const auto& [host, start] : failures) {
+    ViSession vi = 0;
+    EXPECT_EQ(VI_ERROR_SYSTEM_ERROR, tryOpen(refuses.resource(host), &vi));
+    EXPECT_EQ(start, printed().substr(0, start.size()));
+  }
+}
+
+/// Signals the calling thread again and again, with a handler that doesn't ask for interrupted calls to be restarted.
+class SignalStorm {
+public:
+  SignalStorm() {
+    struct sigaction action {};
+    action.sa_handler = [](int) { ++delivered; };
+    EXPECT_EQ(0, sigaction(SIGUSR1, &action, nullptr));
+    sigevent event{};
+    event.sigev_notify = SIGEV_THREAD_ID;
+    event.sigev_signo = SIGUSR1;
+    event._sigev_un._tid = gettid();
+    EXPECT_EQ(0, timer_create(CLOCK_MONOTONIC, &event, &timer_));
+    const itimerspec period{{0, 200'000}, {0, 200'000}};
+    EXPECT_EQ(0, timer_settime(timer_, 0, &period, nullptr));
+  }
+  ~SignalStorm() { timer_delete(timer_); }
+  SignalStorm(const SignalStorm&) = delete;
+  SignalStorm& operator=(const SignalStorm&) = delete;
+
+  /// Lets the thread be interrupted some times more.
+  static void rage() {
+    for (const int until = delivered + 20; delivered < until;) std::this_thread::yield();
+  }
+
+  static inline std::atomic<int> delivered = 0;
+
+private:
+  timer_t timer_{};
+};
+
+TEST_F(TcpTransfer, SignalsNeitherEndNorShortenARead) {
+  const SignalStorm storm;
+  for (const ViUInt32 limit_ms : {0U, 600000U, VI_TMO_INFINITE}) {
+    setTimeLimit(limit_ms);
+    std::thread sender([this] {
+      SignalStorm::rage();
+      peer_.send("through the storm");
+    });
+    EXPECT_EQ("through the storm", read(vi_));
+    sender.join();
+  }
+  const int before = SignalStorm::delivered;
+  readInVain(80);
+  EXPECT_GT(SignalStorm::delivered, before);
+}
+
+TEST_F(TcpTransfer, SignalsDoNotShortenAWrite) {
+  const std::string big(16 << 20, 'b');
+  const SignalStorm storm;
+  std::string received;
+  std::thread reader([&] {
+    SignalStorm::rage();
+    received = peer_.receive(big.size());
+  });
+  write(vi_, big);
+  if (HasFailure()) QV_viClose(vi_);
+  reader.join();
+  EXPECT_TRUE(received == big);
+}
+
+TEST_F(TcpTransfer, SignalsDoNotEndAConnect) {
+  // A listener whose queue is full leaves the next connect waiting until one is accepted.
+  TcpPeer peer(0);
+  ViSession vi = 0;
+  EXPECT_EQ(VI_SUCCESS, tryOpen(peer.resource(), &vi));
+  const SignalStorm storm;
+  std::thread acceptor([&] {
+    SignalStorm::rage();
+    peer.accept();
+    peer.accept();
+    peer.send("connected");
+  });
+  EXPECT_EQ(VI_SUCCESS, tryOpen(peer.resource(), &vi));
+  EXPECT_EQ("connected", read(vi));
+  acceptor.join();
+}
+
+}  // namespace
