@@ -1,0 +1,31 @@
+/// @file
+/// The instrument behind a plain TCP socket on the loopback interface, one message a line.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "streamService.h"
+
+namespace qvsim {
+
+class TcpServer : public StreamService {
+public:
+  /// Listens on 127.0.0.1. @param port  0 takes a free one. Throws std::system_error if that can't be had.
+  explicit TcpServer(ScpiInstrument& instrument, uint16_t port = 0);
+  ~TcpServer();
+
+  uint16_t port() const { return port_; }
+  /// "TCPIP0::127.0.0.1::PORT::SOCKET"
+  std::string resourceName() const;
+
+  /// Ends every connection: with a reset that the client sees as an error, or with an orderly end of the server's side
+  /// only, which still takes commands but has no way left for an answer.
+  void resetConnections();
+  void endOutput();
+
+private:
+  uint16_t port_ = 0;
+};
+
+}  // namespace qvsim

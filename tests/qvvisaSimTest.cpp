@@ -1,0 +1,61 @@
+/// The simulator as a user runs it, around the command-line tool and by itself.
+#include "support/toolProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace {
+
+const std::string kSim = QVVISA_SIM " ", kTool = QVVISA_TOOL " ";
+
+/// How a shell command ended, and what it printed.
+using Result = std::pair<int, std::string>;
+
+Result run(const std::string& command) {
+  // Programs with AddressSanitizer want its library in front of a preloaded one.
+  setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 1);
+  unsetenv("QVVISA_SERIAL_PORTS");
+  ToolProcess shell(command);
+  const int status = shell.wait();
+  return {status, shell.output()};
+}
+
+TEST(QvvisaSim, CommandFindsOneInstrumentOnEveryBus) {
+  EXPECT_EQ(run(kSim + "--usb --idn-serial X1 -- sh -c '" + kTool + "query $QVVISA_SIM_USB *IDN?'"),
+            Result(0, "KESTRIX,SIM-1,X1,1.0\n"));
+  EXPECT_EQ(run(kSim + "--tcp --serial --usb -- sh -c '" + kTool + "query $QVVISA_SIM_USB \"VOLT 2;VOLT?\"; " + kTool +
+                "query $QVVISA_SIM_SERIAL \"VOLT?;VOLT 3\"; " + kTool + "query $QVVISA_SIM_TCP VOLT?'"),
+            Result(0, "2.000\n2.000\n3.000\n"));
+}
+
+TEST(QvvisaSim, EnvironmentNamesTheInstrument) {
+  const std::string show = " -- sh -c 'echo $QVVISA_SERIAL_PORTS $QVVISA_SIM_SERIAL $QVVISA_SIM_USB'";
+  EXPECT_EQ(run(kSim + "--usb --idn-serial Z" + show), Result(0, "USB0::0x7C5A::0x0042::Z::INSTR\n"));
+  const std::string link = testing::TempDir() + "qvvisaSim." + std::to_string(getpid());
+  EXPECT_EQ(run(kSim + "--serial " + link + show), Result(0, "7=" + link + " ASRL7::INSTR\n"));
+  EXPECT_EQ(run("QVVISA_SERIAL_PORTS=17=/a,7=/b " + kSim + "--serial " + link + show),
+            Result(0, "17=/a,7=/b,8=" + link + " ASRL8::INSTR\n"));
+}
+
+TEST(QvvisaSim, PassesOnHowTheCommandEnded) {
+  const std::pair<const char*, int> rows[] = {{"--tcp -- sh -c 'exit 42'", 42},
+                                              {"--tcp -- sh -c 'kill -9 $$'", 137},
+                                              {"--tcp -- sh -c 'kill $PPID; exec sleep 60'", 143},
+                                              {"--tcp -- /nonexistent", 127},
+                                              {"", 1}};
+  for (const auto& [arguments, status] : rows) EXPECT_EQ(run(kSim + arguments), Result(status, "")) << arguments;
+  EXPECT_NE(run(kSim + "--tcp 65536").first, 0);
+}
+
+TEST(QvvisaSim, ServesUntilToldToStop) {
+  const auto [status, output] = run("echo | " + kSim + "--tcp");
+  EXPECT_EQ(output.substr(0, 19), "TCPIP0::127.0.0.1::");
+  EXPECT_EQ(status, 0);
+  const std::string fifo = testing::TempDir() + "qvvisaSim.fifo." + std::to_string(getpid());
+  EXPECT_EQ(run("mkfifo " + fifo + "; " + kSim + "--usb >" + fifo + " & read -r name preload directory <" + fifo +
+                "; rm " + fifo + "; env $preload $directory " + kTool + "query $name *IDN?; kill $!; wait $!"),
+            Result(0, "KESTRIX,SIM-1,A1234,1.0\n"));
+}
+
+}  // namespace
