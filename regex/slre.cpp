@@ -24,7 +24,8 @@ struct text {
   const char* ptr;
   int len;
 
-  text from(int n) const { return n < len ? text{ptr + n, len - n} : text{ptr + len, 0}; }
+  /// What follows the first n characters, n being at most len.
+  text from(int n) const { return {ptr + n, len - n}; }
 };
 
 struct bracket_pair {
@@ -63,15 +64,15 @@ void look_at(regex_info* info, const char* place) {
   info->furthest = std::max(info->furthest, place);
 }
 
-/// What a character of the expression can be. Both passes step over long runs of ordinary characters, so they ask a
-/// table.
+/// What a character of the expression, or the NUL behind it, can be. Both passes step over long runs of ordinary
+/// characters, so they ask a table.
 enum kind : unsigned char { PLAIN, OPERATOR, QUANTIFIER, STRUCTURE };
 
 constexpr auto kinds = [] {
   std::array<kind, 256> table{};
   for (const char c : {'.', '^', '$'}) table[static_cast<unsigned char>(c)] = OPERATOR;
   for (const char c : {'*', '+', '?'}) table[static_cast<unsigned char>(c)] = QUANTIFIER;
-  for (const char c : {'(', ')', '[', '|', '\\'}) table[static_cast<unsigned char>(c)] = STRUCTURE;
+  for (const char c : {'(', ')', '[', '|', '\\', '\0'}) table[static_cast<unsigned char>(c)] = STRUCTURE;
   return table;
 }();
 
@@ -212,27 +213,33 @@ int match_next(text element, text s, regex_info* info) {
   return s.len > 0 ? match_byte(element, *s.ptr, info->flags) : SLRE_NO_MATCH;
 }
 
-/// The plain bytes that a stretch begins with, up to the first that carries a quantifier.
-text plain_run(text re) {
-  int len = 0;
-  while (len < re.len && kind_of(re.ptr[len]) == PLAIN) ++len;
-  if (len > 0 && len < re.len && is_quantifier(re.ptr[len])) --len;
-  return {re.ptr, len};
+/// Matches the plain bytes that a stretch begins with, up to the first that carries a quantifier. Bytes that don't
+/// match fail alike at every earlier end of the subject, so only a match depends on where the subject ends.
+/// @return their number, 0 when the stretch begins with something else, or SLRE_NO_MATCH
+int match_run(text re, text s, regex_info* info) {
+  const char* const end = re.ptr + std::min(re.len, s.len);
+  const char* next = re.ptr;
+  const char* byte = s.ptr;
+  if (info->flags & SLRE_IGNORE_CASE) {
+    while (next < end && kind_of(*next) == PLAIN && to_lower(*next) == to_lower(*byte)) ++next, ++byte;
+  } else {
+    while (next < end && kind_of(*next) == PLAIN && *next == *byte) ++next, ++byte;
+  }
+  const char* const stretch_end = re.ptr + re.len;
+  if (next < stretch_end) {
+    const bool differs = kind_of(*next) == PLAIN;
+    const bool quantified = next + differs < stretch_end && is_quantifier(next[differs]);
+    if (differs && !quantified) return SLRE_NO_MATCH;
+    if (!differs && quantified && next > re.ptr) --next, --byte;
+  }
+  if (next > re.ptr) look_at(info, byte - 1);
+  return static_cast<int>(next - re.ptr);
 }
 
-/// Whether the subject begins with a run of plain bytes. A run that doesn't match fails alike at every earlier end, so
-/// only a match depends on where the subject ends.
-bool match_run(text run, text s, regex_info* info) {
-  const int end = std::min(run.len, s.len);
-  int same = 0;
-  if (info->flags & SLRE_IGNORE_CASE) {
-    while (same < end && to_lower(run.ptr[same]) == to_lower(s.ptr[same])) ++same;
-  } else {
-    while (same < end && run.ptr[same] == s.ptr[same]) ++same;
-  }
-  const bool matched = same == run.len;
-  if (matched && run.len > 0) look_at(info, s.ptr + same - 1);
-  return matched;
+/// Whether a stretch begins with a byte that stands for itself, once.
+bool begins_plain(text re, const regex_info* info) {
+  return re.len > 0 && kind_of(*re.ptr) == PLAIN && !(info->flags & SLRE_IGNORE_CASE) &&
+         !(re.len > 1 && is_quantifier(re.ptr[1]));
 }
 
 // The walk. Each of these takes a stretch of the expression, a stretch of the subject and a bracket index, and returns
@@ -267,17 +274,14 @@ int repeat_byte(text element, bool plus, text rest, text s, int bi, regex_info* 
   const int longest = run_length(element, s, info);
   if (plus && longest == 0) return SLRE_NO_MATCH;
   if (rest.len == 0) return longest;
-  const text run = plain_run(rest);
-  const auto rest_from = [&](int j) {
-    return match_run(run, s.from(j), info) ? bar(rest, s.from(j), bi, info) : SLRE_NO_MATCH;
-  };
+  const auto rest_from = [&](int j) { return bar(rest, s.from(j), bi, info); };
   int n = rest_from(longest);
   if (n >= 0) return longest + n;
   const int without = plus ? SLRE_NO_MATCH : rest_from(0);
   if (without > 0) return without;
-  const bool exact = run.len > 0 && !(info->flags & SLRE_IGNORE_CASE);
-  for (int j = longest - 1; j > 0 && info->steps_left >= 0; --j) {
-    if (exact && s.ptr[j] != *run.ptr) continue;
+  const bool searchable = begins_plain(rest, info);
+  for (int j = longest - 1; j > 0; --j) {
+    if (searchable && s.ptr[j] != *rest.ptr) continue;
     n = rest_from(j);
     if (n >= 0) return j + n;
   }
@@ -357,16 +361,17 @@ int last_bracket_inside(int bi, const regex_info* info) {
 }
 
 /// Walks a stretch of the expression from the start of the subject on.
-int walk(text re, text s, int bi, regex_info* info) {
-  int j = 0;
-  for (int i = 0; i < re.len;) {
+/// @param run  the number of plain bytes at the start of both that have been matched already
+int walk(text re, text s, int run, int bi, regex_info* info) {
+  int j = run;
+  for (int i = run; i < re.len;) {
     if (!spend(info)) return SLRE_NO_MATCH;
     const text here = re.from(i);
-    const text run = plain_run(here);
-    if (run.len > 0) {
-      if (!match_run(run, s.from(j), info)) return SLRE_NO_MATCH;
-      i += run.len;
-      j += run.len;
+    run = kind_of(*here.ptr) == PLAIN ? match_run(here, s.from(j), info) : 0;
+    if (run < 0) return SLRE_NO_MATCH;
+    if (run > 0) {
+      i += run;
+      j += run;
       continue;
     }
     const bool group = *here.ptr == '(';
@@ -376,7 +381,8 @@ int walk(text re, text s, int bi, regex_info* info) {
     if (step <= 0) return SLRE_INVALID_CHARACTER_SET;
     i += step;
 
-    const text rest = here.from(step);
+    // An element that a stretch cuts off ends with it.
+    const text rest = here.from(std::min(step, here.len));
     if (rest.len > 0 && is_quantifier(*rest.ptr)) {
       const text element{here.ptr, step};
       const int rest_index = group ? last_bracket_inside(bi + 1, info) : bi;
@@ -411,9 +417,11 @@ int walk(text re, text s, int bi, regex_info* info) {
 /// Walks within the limits. All recursion passes through here.
 int bar(text re, text s, int bi, regex_info* info) {
   if (info->depth == MAX_DEPTH) info->steps_left = -1;
-  if (info->steps_left < 0) return SLRE_NO_MATCH;
+  if (!spend(info)) return SLRE_NO_MATCH;
+  const int run = kind_of(*re.ptr) == PLAIN ? match_run(re, s, info) : 0;
+  if (run < 0 || run == re.len) return run;
   ++info->depth;
-  const int n = walk(re, s, bi, info);
+  const int n = walk(re, s, run, bi, info);
   --info->depth;
   return n;
 }
@@ -443,8 +451,7 @@ bool is_anchored(text re, const regex_info* info) {
 int baz(text s, regex_info* info) {
   const text re{info->brackets[0].ptr, info->brackets[0].len};
   const bool anchored = is_anchored(re, info);
-  const bool searchable =
-      !anchored && info->brackets[0].num_branches == 0 && !(info->flags & SLRE_IGNORE_CASE) && plain_run(re).len > 0;
+  const bool searchable = !anchored && info->brackets[0].num_branches == 0 && begins_plain(re, info);
   int result = SLRE_NO_MATCH;
   for (int i = 0; i <= s.len && spend(info); ++i) {
     if (searchable) {
@@ -515,9 +522,11 @@ int foo(text re, text s, regex_info* info) {
   info->brackets[0] = {re.ptr, re.len, 0, 0};
   info->num_brackets = 1;
   int depth = 0;
-  for (int i = 0, step = 1; i < re.len; i += step) {
-    step = 1;
-    if (kind_of(re.ptr[i]) != STRUCTURE) continue;
+  for (int i = 0, step = 0; i < re.len; i += step) {
+    const char* next = re.ptr + i;
+    while (kind_of(*next) != STRUCTURE) ++next;  // the NUL stops it
+    i = static_cast<int>(next - re.ptr);
+    if (i == re.len) break;
     const text here = re.from(i);
     step = get_op_len(here);
     if (step <= 0) return SLRE_INVALID_CHARACTER_SET;
