@@ -62,34 +62,13 @@ void StreamService::stop() {
     const std::lock_guard lock(mutex_);
     stopping_ = true;
   }
-  wake();
+  ::eventfd_write(waker_.number(), 1);
   thread_.join();
-}
-
-void StreamService::hold(bool held) {
-  {
-    const std::lock_guard lock(mutex_);
-    held_ = held;
-  }
-  wake();
 }
 
 size_t StreamService::connections() const {
   const std::lock_guard lock(mutex_);
   return connections_.size();
-}
-
-void StreamService::closeAll() {
-  {
-    const std::lock_guard lock(mutex_);
-    connections_.clear();
-  }
-  // A poll keeps the sockets that it waits for.
-  wake();
-}
-
-void StreamService::wake() {
-  ::eventfd_write(waker_.number(), 1);
 }
 
 void StreamService::run() {
@@ -110,7 +89,7 @@ void StreamService::wait() {
     for (const Connection& connection : connections_) {
       const size_t waiting = connection.session.available();
       const bool readable = !connection.inputEnded && waiting < outputLimit;
-      const bool writable = waiting != 0 && !held_;
+      const bool writable = waiting != 0;
       const auto events = static_cast<short>((readable ? POLLIN : 0) | (writable ? POLLOUT : 0));
       // A hang-up is reported whatever was asked for: a connection with nothing to do now is left out.
       watched.push_back({events ? connection.stream.number() : -1, events, 0});
@@ -148,7 +127,7 @@ bool StreamService::receive(Connection& connection) {
 }
 
 bool StreamService::send(Connection& connection) {
-  while (!held_ && connection.session.available()) {
+  while (connection.session.available()) {
     const std::string_view waiting = connection.session.waiting();
     const bool socket = connection.lifetime == Lifetime::untilHangUp;
     const ssize_t count = socket ? ::send(connection.stream.number(), waiting.data(), waiting.size(), MSG_NOSIGNAL)

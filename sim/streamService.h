@@ -30,9 +30,6 @@ public:
   StreamService(const StreamService&) = delete;
   StreamService& operator=(const StreamService&) = delete;
 
-  /// While held, the instrument takes commands but none of its answers goes out; they follow when it is let go.
-  void hold(bool held);
-
   /// Connections that are open now.
   size_t connections() const;
 
@@ -44,15 +41,8 @@ protected:
   void add(Descriptor stream, Lifetime lifetime);
   /// Starts serving. @p listener, if there is one, is a listening socket whose connections are served too.
   void start(Descriptor listener);
-  void closeAll();
   /// Ends the thread; before the derived class's own descriptors go.
   void stop();
-  /// Calls @p action with each connection's descriptor while the thread keeps off.
-  template <typename Action>
-  void forEach(Action action) {
-    const std::lock_guard lock(mutex_);
-    for (const Connection& connection : connections_) action(connection.stream.number());
-  }
 
 private:
   struct Connection {
@@ -69,12 +59,10 @@ private:
   bool receive(Connection& connection);
   bool send(Connection& connection);
   bool finished(const Connection& connection) const;
-  void wake();
 
   ScpiInstrument& instrument_;
   mutable std::mutex mutex_;
   std::list<Connection> connections_;
-  bool held_ = false;
   bool stopping_ = false;
   Descriptor listener_;
   Descriptor waker_;

@@ -46,17 +46,4 @@ std::string TcpServer::resourceName() const {
   return "TCPIP0::127.0.0.1::" + std::to_string(port_) + "::SOCKET";
 }
 
-void TcpServer::resetConnections() {
-  // A close with a zero linger time sends a reset.
-  forEach([](int stream) {
-    const linger none = {.l_onoff = 1, .l_linger = 0};
-    ::setsockopt(stream, SOL_SOCKET, SO_LINGER, &none, sizeof none);
-  });
-  closeAll();
-}
-
-void TcpServer::endOutput() {
-  forEach([](int stream) { ::shutdown(stream, SHUT_WR); });
-}
-
 }  // namespace qvsim

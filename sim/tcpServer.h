@@ -19,11 +19,6 @@ public:
   /// "TCPIP0::127.0.0.1::PORT::SOCKET"
   std::string resourceName() const;
 
-  /// Ends every connection: with a reset that the client sees as an error, or with an orderly end of the server's side
-  /// only, which still takes commands but has no way left for an answer.
-  void resetConnections();
-  void endOutput();
-
 private:
   uint16_t port_ = 0;
 };

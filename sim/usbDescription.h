@@ -30,10 +30,9 @@ struct UsbEndpoint {
 
 /// What lives behind an interface's endpoints.
 enum class UsbRole {
-  none,        ///< nobody: what is sent is taken and forgotten, nothing is ever answered
-  usbtmc,      ///< the SCPI instrument behind USBTMC and USB488
-  echo,        ///< each transfer comes back
-  scpiStream,  ///< the SCPI instrument behind plain bytes, a newline ends a message
+  none,    ///< nobody: what is sent is taken and forgotten, nothing is ever answered
+  usbtmc,  ///< the SCPI instrument behind USBTMC and USB488
+  echo,    ///< each transfer comes back
 };
 
 /// One alternate setting of one interface. Alternate settings of an interface stand next to each other.
@@ -45,9 +44,6 @@ struct UsbInterface {
   std::optional<uint8_t> number;    ///< none: one above the interface before, from 0
   uint8_t alternate = 0;
   std::string kernelDriver;  ///< name of the host's driver that holds the interface at first, empty for none
-
-  bool alignsResponses = true;  ///< USBTMC: fill Bulk-IN transfers up to a multiple of 4 bytes
-  bool haltsOnClear = false;    ///< USBTMC: Bulk-OUT is halted by INITIATE_CLEAR until the host clears it
 };
 
 struct UsbDescription {

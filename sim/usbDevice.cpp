@@ -77,11 +77,6 @@ void UsbDevice::answerControl(const ControlMatch& match, ControlAnswer answer, u
   overrides_.push_front({match, std::move(answer), times});
 }
 
-void UsbDevice::answerControlNormally() {
-  const std::lock_guard lock(mutex_);
-  overrides_.clear();
-}
-
 void UsbDevice::setResponseFilter(const ResponseFilter& filter) {
   const std::lock_guard lock(mutex_);
   if (UsbFunction* function = tmc()) function->setResponseFilter(filter);
@@ -90,12 +85,6 @@ void UsbDevice::setResponseFilter(const ResponseFilter& filter) {
 void UsbDevice::haltEndpoint(uint8_t endpoint) {
   const std::lock_guard lock(mutex_);
   halt(endpoint);
-}
-
-bool UsbDevice::halted(uint8_t endpoint) const {
-  const std::lock_guard lock(mutex_);
-  const Endpoint* found = find(endpoint);
-  return found && found->halted;
 }
 
 void UsbDevice::hold(uint8_t endpoint, size_t accepted) {
@@ -125,11 +114,6 @@ void UsbDevice::send(uint8_t endpoint, Bytes bytes, bool ended) {
   queue(endpoint, std::move(bytes), ended);
 }
 
-void UsbDevice::requestService() {
-  const std::lock_guard lock(mutex_);
-  if (UsbFunction* function = tmc()) function->requestService();
-}
-
 void UsbDevice::vanish() {
   const std::lock_guard lock(mutex_);
   gone_ = true;
@@ -145,12 +129,6 @@ RemoteState UsbDevice::remoteState() const {
   return function ? function->remoteState() : RemoteState{};
 }
 
-unsigned UsbDevice::triggers() const {
-  const std::lock_guard lock(mutex_);
-  const UsbFunction* function = tmc();
-  return function ? function->triggers() : 0;
-}
-
 std::vector<UsbEvent> UsbDevice::log() const {
   const std::lock_guard lock(mutex_);
   return log_;
@@ -164,12 +142,6 @@ std::vector<UsbEvent> UsbDevice::takeLog() {
 void UsbDevice::setLogging(bool on) {
   const std::lock_guard lock(mutex_);
   logging_ = on;
-}
-
-bool UsbDevice::claimed(uint8_t interface) const {
-  const std::lock_guard lock(mutex_);
-  const Interface* found = findInterface(interface);
-  return found && found->owner;
 }
 
 bool UsbDevice::waitForTransfers(uint8_t endpoint, size_t count, Milliseconds limit) const {

@@ -92,12 +92,10 @@ public:
 
   /// The next @p times fitting requests get this answer; answers given later come first.
   void answerControl(const ControlMatch& match, ControlAnswer answer, unsigned times = always);
-  void answerControlNormally();
   /// For the responses of the USBTMC interface; a null filter makes it normal again.
   void setResponseFilter(const ResponseFilter& filter);
   /// Stalls an endpoint until the host clears it.
   void haltEndpoint(uint8_t endpoint);
-  bool halted(uint8_t endpoint) const;
   /// The endpoint takes or gives nothing until it is let go. An OUT transfer that is given up meanwhile has had
   /// @p accepted bytes taken.
   void hold(uint8_t endpoint, size_t accepted = 0);
@@ -107,23 +105,17 @@ public:
   /// Bytes from nowhere for an IN endpoint. @param ended  a short packet follows; without it the host's transfer stays
   /// open after them, as after any full packets
   void send(uint8_t endpoint, Bytes bytes, bool ended = true);
-  /// The notification of a service request on Interrupt-IN.
-  void requestService();
   /// Is gone: transfers in flight end with ESHUTDOWN, everything after them fails with ENODEV.
   void vanish();
 
   // Observation --------------------------------------------------------------------------------------------------
 
   RemoteState remoteState() const;
-  /// USB488 triggers received.
-  unsigned triggers() const;
   std::vector<UsbEvent> log() const;
   /// The log, which is empty afterwards.
   std::vector<UsbEvent> takeLog();
   /// A device that serves for long without anybody who looks keeps no log.
   void setLogging(bool on);
-  /// Whether a client holds the interface.
-  bool claimed(uint8_t interface) const;
   /// Waits until that many transfers wait on the endpoint; false if @p limit passed first.
   bool waitForTransfers(uint8_t endpoint, size_t count, Milliseconds limit = std::chrono::seconds(30)) const;
 

@@ -7,10 +7,6 @@
 namespace qvsim {
 namespace {
 
-std::string_view text(const Bytes& bytes) {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
 class EchoFunction final : public UsbFunction {
 public:
   EchoFunction(UsbPipes& pipes, uint8_t in) : pipes_(pipes), in_(in) {}
@@ -20,23 +16,6 @@ public:
 private:
   UsbPipes& pipes_;
   const uint8_t in_;
-};
-
-class StreamFunction final : public UsbFunction {
-public:
-  StreamFunction(UsbPipes& pipes, uint8_t in, ScpiInstrument& instrument)
-      : pipes_(pipes), in_(in), session_(instrument, ScpiSession::Link::stream) {}
-  std::optional<Bytes> control(const UsbSetup&) override { return std::nullopt; }
-  void received(const Bytes& bytes, bool) override {
-    session_.feed(text(bytes));
-    const std::string response = session_.take(SIZE_MAX);
-    if (!response.empty()) pipes_.queue(in_, Bytes(response.begin(), response.end()), true);
-  }
-
-private:
-  UsbPipes& pipes_;
-  const uint8_t in_;
-  ScpiSession session_;
 };
 
 }  // namespace
@@ -115,16 +94,13 @@ std::unique_ptr<UsbFunction> makeUsbFunction(const UsbInterface& interface, UsbP
   const uint8_t bulkIn = address(UsbEndpoint::bulk, true);
   switch (interface.role) {
   case UsbRole::usbtmc:
-    return std::make_unique<UsbtmcFunction>(pipes, instrument,
-                                            UsbtmcFunction::Layout{.bulkIn = bulkIn,
-                                                                   .bulkOut = address(UsbEndpoint::bulk, false),
-                                                                   .interruptIn = address(UsbEndpoint::interrupt, true),
-                                                                   .alignsResponses = interface.alignsResponses,
-                                                                   .haltsOnClear = interface.haltsOnClear});
+    return std::make_unique<UsbtmcFunction>(
+        pipes, instrument,
+        UsbtmcFunction::Layout{.bulkIn = bulkIn,
+                               .bulkOut = address(UsbEndpoint::bulk, false),
+                               .interruptIn = address(UsbEndpoint::interrupt, true)});
   case UsbRole::echo:
     return std::make_unique<EchoFunction>(pipes, bulkIn);
-  case UsbRole::scpiStream:
-    return std::make_unique<StreamFunction>(pipes, bulkIn, instrument);
   case UsbRole::none:
     break;
   }

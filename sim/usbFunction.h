@@ -75,11 +75,8 @@ public:
   virtual std::optional<Bytes> control(const UsbSetup& setup) = 0;
   /// Bytes of the interface's OUT endpoint. @param ended  the transfer ended with them
   virtual void received(const Bytes& bytes, bool ended) = 0;
-  /// Tells the host that the instrument asks for service.
-  virtual void requestService() {}
   virtual void setResponseFilter(const ResponseFilter&) {}
   virtual RemoteState remoteState() const { return {}; }
-  virtual unsigned triggers() const { return 0; }
 };
 
 /// The function that the interface's role asks for, null for none.

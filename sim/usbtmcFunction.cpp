@@ -120,7 +120,6 @@ bool UsbtmcFunction::begin(const Bytes& header) {
     respond(header);
     return true;
   case message::trigger:
-    ++triggers_;
     return true;
   default:
     return false;
@@ -153,7 +152,7 @@ void UsbtmcFunction::respond(const Bytes& request) {
   for (unsigned i = 0; i < 4; ++i) transfer[4 + i] = byteOf(in_.moved, i);
   if (!session_.available()) transfer[8] |= endOfMessage;
   if (terminates && transfer.back() == request[9]) transfer[8] |= terminated;
-  if (layout_.alignsResponses) transfer.resize((transfer.size() + 3) / 4 * 4);
+  transfer.resize((transfer.size() + 3) / 4 * 4);
   std::vector<Bytes> transfers = {std::move(transfer)};
   if (filter_) transfers = filter_(std::move(transfers.front()));
   in_.answered = !transfers.empty();
@@ -211,7 +210,6 @@ Bytes UsbtmcFunction::initiateClear() {
   out_ = {};
   in_ = {};
   pipes_.discard(layout_.bulkIn);
-  if (layout_.haltsOnClear) pipes_.halt(layout_.bulkOut);
   return {status::success};
 }
 

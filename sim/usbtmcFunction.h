@@ -13,18 +13,14 @@ public:
     uint8_t bulkIn = 0;
     uint8_t bulkOut = 0;
     uint8_t interruptIn = 0;
-    bool alignsResponses = true;
-    bool haltsOnClear = false;
   };
 
   UsbtmcFunction(UsbPipes& pipes, ScpiInstrument& instrument, const Layout& layout);
 
   std::optional<Bytes> control(const UsbSetup& setup) override;
   void received(const Bytes& bytes, bool ended) override;
-  void requestService() override;
   void setResponseFilter(const ResponseFilter& filter) override { filter_ = filter; }
   RemoteState remoteState() const override { return remote_; }
-  unsigned triggers() const override { return triggers_; }
 
 private:
   struct OutTransfer {
@@ -43,6 +39,7 @@ private:
   bool begin(const Bytes& header);
   void takeMessage(std::string_view part);
   void respond(const Bytes& request);
+  void requestService();
   bool inTransferInProgress() const;
 
   Bytes initiateAbortBulkOut(uint8_t tag);
@@ -64,7 +61,6 @@ private:
   OutTransfer out_;
   InTransfer in_;
   RemoteState remote_;
-  unsigned triggers_ = 0;
   bool serviceRequested_ = false;
 };
 

@@ -6,7 +6,6 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <termios.h>
 #include <unistd.h>
@@ -53,34 +52,6 @@ TEST_F(TcpServer, ServesManyConnections) {
   streams.clear();
   EXPECT_TRUE(eventually([this] { return server.connections() == 0; }));
   EXPECT_THROW(qvsim::TcpServer(instrument, server.port()), std::system_error) << "the port is taken";
-}
-
-TEST_F(TcpServer, HeldAnswersFollowWhenLetGo) {
-  const Descriptor stream = connect();
-  server.hold(true);
-  send(stream, "VOLT 3;*TST?\n");
-  EXPECT_TRUE(eventually([this] { return instrument.voltage() == 3; }));
-  pollfd readable = {stream.number(), POLLIN, 0};
-  EXPECT_EQ(poll(&readable, 1, 20), 0);
-  server.hold(false);
-  EXPECT_EQ(receive(stream, 2), "0\n");
-}
-
-TEST_F(TcpServer, EndsConnectionsEitherWay) {
-  const Descriptor stream = connect();
-  send(stream, "*TST?\n");
-  EXPECT_EQ(receive(stream, 2), "0\n");
-  server.endOutput();
-  EXPECT_EQ(receive(stream, 1), "");
-  send(stream, "VOLT 5\n");
-  EXPECT_TRUE(eventually([this] { return instrument.voltage() == 5; }));
-  const Descriptor reset = connect();
-  send(reset, "*TST?\n");
-  EXPECT_EQ(receive(reset, 2), "0\n");
-  server.resetConnections();
-  errno = 0;
-  EXPECT_EQ(receive(reset, 1), "");
-  EXPECT_EQ(errno, ECONNRESET);
 }
 
 TEST_F(TcpServer, ADeafClientHoldsNobodyUpAndAFinishedOneIsAnswered) {
