@@ -5,6 +5,7 @@
 #include "support/childProcess.h"
 #include "support/eventually.h"
 #include "support/serialPeer.h"
+#include "support/signalStorm.h"
 
 #include <asm/termbits.h>
 #include <gtest/gtest.h>
@@ -12,10 +13,8 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <sys/time.h>
 
 #include <chrono>
-#include <csignal>
 #include <cstdarg>
 #include <functional>
 #include <optional>
@@ -181,22 +180,6 @@ TEST_F(Communications, IsHeldExclusivelyAndKeepsTheSettingsOfTheLine) {
   EXPECT_TRUE(isBusy());
   open();
 }
-
-/// Signals all the time: they may neither end nor shorten a call.
-class SignalStorm {
-public:
-  SignalStorm() {
-    set(1000, [](int) {});
-  }
-  ~SignalStorm() { set(0, SIG_IGN); }
-
-private:
-  static void set(long microseconds, void (*handler)(int)) {
-    signal(SIGALRM, handler);
-    const itimerval timer = {{0, microseconds}, {0, microseconds}};
-    setitimer(ITIMER_REAL, &timer, nullptr);
-  }
-};
 
 TEST_F(Communications, ReadsKeepTheirTimeLimits) {
   const struct {

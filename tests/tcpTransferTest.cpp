@@ -1,15 +1,13 @@
 /// Transfers, attributes and the opening of TCP/IP sessions against a real server on the loopback interface.
 #include "QVvisaTCPIP.h"
+#include "support/signalStorm.h"
 #include "support/tcpSession.h"
 
 #include <fcntl.h>
 #include <netinet/tcp.h>
 
-#include <atomic>
 #include <chrono>
-#include <csignal>
 #include <cstring>
-#include <ctime>
 #include <string>
 #include <thread>
 
@@ -200,36 +198,6 @@ TEST_F(TcpTransfer, HostsOpenByNameAndNumber) {
     EXPECT_EQ(start, printed().substr(0, start.size()));
   }
 }
-
-/// Signals the calling thread again and again, with a handler that doesn't ask for interrupted calls to be restarted.
-class SignalStorm {
-public:
-  SignalStorm() {
-    struct sigaction action {};
-    action.sa_handler = [](int) { ++delivered; };
-    EXPECT_EQ(0, sigaction(SIGUSR1, &action, nullptr));
-    sigevent event{};
-    event.sigev_notify = SIGEV_THREAD_ID;
-    event.sigev_signo = SIGUSR1;
-    event._sigev_un._tid = gettid();
-    EXPECT_EQ(0, timer_create(CLOCK_MONOTONIC, &event, &timer_));
-    const itimerspec period{{0, 200'000}, {0, 200'000}};
-    EXPECT_EQ(0, timer_settime(timer_, 0, &period, nullptr));
-  }
-  ~SignalStorm() { timer_delete(timer_); }
-  SignalStorm(const SignalStorm&) = delete;
-  SignalStorm& operator=(const SignalStorm&) = delete;
-
-  /// Lets the thread be interrupted some times more.
-  static void rage() {
-    for (const int until = delivered + 20; delivered < until;) std::this_thread::yield();
-  }
-
-  static inline std::atomic<int> delivered = 0;
-
-private:
-  timer_t timer_{};
-};
 
 TEST_F(TcpTransfer, SignalsNeitherEndNorShortenARead) {
   const SignalStorm storm;

@@ -1,0 +1,40 @@
+/// Signals that may neither end nor shorten a call.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <csignal>
+#include <ctime>
+#include <thread>
+#include <unistd.h>
+
+/// Signals the calling thread again and again, with a handler that doesn't ask for interrupted calls to be restarted.
+class SignalStorm {
+public:
+  SignalStorm() {
+    struct sigaction action {};
+    action.sa_handler = [](int) { ++delivered; };
+    EXPECT_EQ(0, sigaction(SIGUSR1, &action, nullptr));
+    sigevent event{};
+    event.sigev_notify = SIGEV_THREAD_ID;
+    event.sigev_signo = SIGUSR1;
+    event._sigev_un._tid = gettid();
+    EXPECT_EQ(0, timer_create(CLOCK_MONOTONIC, &event, &timer_));
+    const itimerspec period{{0, 200'000}, {0, 200'000}};
+    EXPECT_EQ(0, timer_settime(timer_, 0, &period, nullptr));
+  }
+  ~SignalStorm() { timer_delete(timer_); }
+  SignalStorm(const SignalStorm&) = delete;
+  SignalStorm& operator=(const SignalStorm&) = delete;
+
+  /// Lets the thread be interrupted some times more.
+  static void rage() {
+    for (const int until = delivered + 20; delivered < until;) std::this_thread::yield();
+  }
+
+  static inline std::atomic<int> delivered = 0;
+
+private:
+  timer_t timer_{};
+};
