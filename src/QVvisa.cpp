@@ -40,7 +40,7 @@ class PinnedDevice {
 public:
   explicit PinnedDevice(ViSession vi) { QVvisa_pinDevice(vi, &device_); }
   ~PinnedDevice() {
-    if (device_ && QVvisa_unpinDevice(device_)) QVvisa_checkClose();
+    if (device_ && QVvisa_unpinDevice(device_)) QVvisa_closeIfDeferred();
   }
   PinnedDevice(const PinnedDevice&) = delete;
   PinnedDevice& operator=(const PinnedDevice&) = delete;

@@ -7,11 +7,6 @@
 
 namespace {
 
-constexpr std::string_view QVVISA_OPEN_PATTERN_COM = "COM";
-constexpr std::string_view QVVISA_OPEN_PATTERN_ASRL = "ASRL";
-constexpr std::string_view QVVISA_OPEN_PATTERN_SEP = "::";
-constexpr std::string_view QVVISA_OPEN_PATTERN_INSTR = "INSTR";
-
 constexpr unsigned int kDefaultTimeout_ms = 3000;
 constexpr ViUInt32 kDefaultBaudRate = 115200;
 

@@ -6,6 +6,7 @@
 #include "QVvisaAsrlDevice.h"
 #include "QVvisaAsrlTransfer.h"
 #include "QVvisaInterfaces.h"
+#include "QVvisaNamePatterns.h"
 
 extern "C" {
 

@@ -20,10 +20,6 @@ constexpr ViUInt32 kLastHandleOffset = 0xABC;
 ViUInt32 mySessionID = QV_FIRST_SESSION_ID;
 ViUInt32 myOffset = 0;
 
-std::atomic_ref<QVvisa_work_t*> tablePointer() {
-  return std::atomic_ref<QVvisa_work_t*>(gpQvvisa);
-}
-
 template <typename Record>
 ViStatus makeRecord(Record** record) {
   if (!record) return VI_ERROR_INV_PARAMETER;
@@ -63,39 +59,43 @@ struct Slots {
   ViSession (&handles)[Max];
   int& count;
   ViSession Record::*handle;
-  void (*close)(Record**);
 };
 
 Slots<QVvisa_device_t, QVVISA_MAX_DEVICES> devices(QVvisa_work_t& table) {
-  return {table.device, table.deviceID, table.numDevs, &QVvisa_device_t::visaID, QVvisa_closeDevListElem};
+  return {table.device, table.deviceID, table.numDevs, &QVvisa_device_t::visaID};
 }
 
 Slots<QVvisa_findList_t, QVVISA_MAX_FINDLISTS> findLists(QVvisa_work_t& table) {
-  return {table.findList, table.findListID, table.numFindLists, &QVvisa_findList_t::ID, QVvisa_closeFindListElem};
+  return {table.findList, table.findListID, table.numFindLists, &QVvisa_findList_t::ID};
 }
 
-/// The slot that holds `vi`, or -1. A free slot holds 0, which is no handle.
-template <int Max>
-int slotOf(const ViSession (&handles)[Max], ViSession vi) {
-  if (vi == 0) return -1;
-  const auto* slot = std::find(std::begin(handles), std::end(handles), vi);
-  return slot == std::end(handles) ? -1 : static_cast<int>(slot - handles);
+/// The slot of the record that `vi` stands for, null for none.
+template <typename Record, int Max>
+Record** slotOf(Slots<Record, Max> slots, ViSession vi) {
+  if (vi == 0) return nullptr;
+  const auto isIt = [&](const Record* record) { return record && record->*slots.handle == vi; };
+  // The copies of the handles stand close together, unlike the records, which have the last word.
+  const auto place = std::find(std::begin(slots.handles), std::end(slots.handles), vi) - slots.handles;
+  if (place < Max && isIt(slots.records[place])) return &slots.records[place];
+  auto** slot = std::find_if(std::begin(slots.records), std::end(slots.records), isIt);
+  return slot == std::end(slots.records) ? nullptr : slot;
 }
 
 bool inUse(ViSession vi) {
-  return gpQvvisa && (slotOf(gpQvvisa->deviceID, vi) >= 0 || slotOf(gpQvvisa->findListID, vi) >= 0);
+  return gpQvvisa && (slotOf(devices(*gpQvvisa), vi) || slotOf(findLists(*gpQvvisa), vi));
 }
 
-template <typename Record, int Max>
-ViStatus add(Slots<Record, Max> slots, Record** record, ViSession* vi) {
-  if (!record || !*record || !vi) {
-    slots.close(record);
-    return VI_ERROR_INV_OBJECT;
-  }
-  if (slots.count >= Max) {
-    slots.close(record);
-    return VI_ERROR_ALLOC;
-  }
+/// Registers a record, or closes it.
+template <auto SlotsOf, auto Close, typename Record>
+ViStatus add(Record** record, ViSession* vi) {
+  const auto refuse = [record](ViStatus status) {
+    Close(record);
+    return status;
+  };
+  if (!record || !*record || !vi) return refuse(VI_ERROR_INV_OBJECT);
+  if (!gpQvvisa) return refuse(VI_ERROR_SYSTEM_ERROR);
+  auto slots = SlotsOf(*gpQvvisa);
+  if (slots.count >= static_cast<int>(std::size(slots.records))) return refuse(VI_ERROR_ALLOC);
   const auto slot = std::find(std::begin(slots.records), std::end(slots.records), nullptr) - slots.records;
   const ViSession handle = QVvisa_GetNextSessionID();
   slots.records[slot] = *record;
@@ -118,11 +118,7 @@ Record* take(Slots<Record, Max> slots, Record** slot) {
 }  // namespace
 
 bool QVvisa_isUp() {
-  return tablePointer().load(std::memory_order_acquire) != nullptr;
-}
-
-void QVvisa_setTable(QVvisa_work_t* table) {
-  tablePointer().store(table, std::memory_order_release);
+  return std::atomic_ref(gpQvvisa).load(std::memory_order_acquire) != nullptr;
 }
 
 ViUInt32 QVvisa_GetNextSessionID() {
@@ -140,11 +136,7 @@ ViUInt32 QVvisa_GetNextSessionID() {
 }
 
 ViStatus QVvisa_AddHandleDevice(QVvisa_device_t** ppdev, ViSession* vi) {
-  if (!gpQvvisa) {
-    QVvisa_closeDevListElem(ppdev);
-    return VI_ERROR_SYSTEM_ERROR;
-  }
-  return add(devices(*gpQvvisa), ppdev, vi);
+  return add<devices, QVvisa_closeDevListElem>(ppdev, vi);
 }
 
 ViStatus QVvisa_RemoveHandleDevice(QVvisa_device_t** ppdev) {
@@ -159,11 +151,7 @@ ViStatus QVvisa_RemoveHandleDevice(QVvisa_device_t** ppdev) {
 }
 
 ViStatus QVvisa_AddHandleFindList(QVvisa_findList_t** ppfl, ViSession* vi) {
-  if (!gpQvvisa) {
-    QVvisa_closeFindListElem(ppfl);
-    return VI_ERROR_SYSTEM_ERROR;
-  }
-  return add(findLists(*gpQvvisa), ppfl, vi);
+  return add<findLists, QVvisa_closeFindListElem>(ppfl, vi);
 }
 
 ViStatus QVvisa_RemoveHandleFindList(QVvisa_findList_t** ppfl) {
@@ -186,10 +174,8 @@ ViStatus QVvisa_GetTypeIdxOfSession(ViSession vi, int* typeOfElement, void** obj
   };
   const CoreLock lock;
   if (gpQvvisa) {
-    const int device = slotOf(gpQvvisa->deviceID, vi);
-    if (device >= 0) return deliver(QVVISA_HANDLE_TYPE_DEVICE, &gpQvvisa->device[device]);
-    const int findList = slotOf(gpQvvisa->findListID, vi);
-    if (findList >= 0) return deliver(QVVISA_HANDLE_TYPE_FINDLIST, &gpQvvisa->findList[findList]);
+    if (auto** device = slotOf(devices(*gpQvvisa), vi)) return deliver(QVVISA_HANDLE_TYPE_DEVICE, device);
+    if (auto** findList = slotOf(findLists(*gpQvvisa), vi)) return deliver(QVVISA_HANDLE_TYPE_FINDLIST, findList);
   }
   *typeOfElement = QVVISA_HANDLE_TYPE_UNKNOWN;
   return VI_ERROR_INV_OBJECT;
@@ -221,9 +207,9 @@ ViStatus QVvisa_LookupHandleFindList(ViSession vi, QVvisa_findList_t** ppfl) {
 
 ViStatus QVvisa_pinDevice(ViSession vi, QVvisa_device_t** ppdev) {
   const CoreLock lock;
-  const int slot = gpQvvisa ? slotOf(gpQvvisa->deviceID, vi) : -1;
-  if (slot < 0) return VI_ERROR_INV_OBJECT;
-  *ppdev = gpQvvisa->device[slot];
+  QVvisa_device_t** slot = gpQvvisa ? slotOf(devices(*gpQvvisa), vi) : nullptr;
+  if (!slot) return VI_ERROR_INV_OBJECT;
+  *ppdev = *slot;
   std::atomic_ref<ViUInt32>((*ppdev)->uses).fetch_add(1, std::memory_order_relaxed);
   return VI_SUCCESS;
 }

@@ -70,8 +70,6 @@ struct QVvisa_work_t {
   ViSession findListID[QVVISA_MAX_FINDLISTS];
   /// Opens under way, and closed records that an operation still uses: what keeps the library up beside the slots.
   int numBusy;
-  /// A close of the library was put off because of `numBusy`.
-  bool closeDeferred;
 };
 
 /// The table; non-null means that the library is up. Written under the fast lock; a reader without it goes through
@@ -135,8 +133,6 @@ QVVISA_API ViStatus QVvisa_initFindListElem(QVvisa_findList_t** ppfl);
 QVVISA_API void QVvisa_closeFindListElem(QVvisa_findList_t** ppfl);
 /// Whether the library is up, for a caller without the fast lock. It may go down right after.
 QVVISA_API bool QVvisa_isUp();
-/// Stores the table, or null, for QVvisa_isUp to see. The caller holds the fast lock.
-QVVISA_API void QVvisa_setTable(QVvisa_work_t* table);
 
 /// Finds the record of a session and counts a use of it: until QVvisa_unpinDevice the record stays whole, whatever
 /// other threads close, and the library stays up.

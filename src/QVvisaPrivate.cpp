@@ -7,7 +7,6 @@
 
 #include <atomic>
 #include <cstdio>
-#include <utility>
 
 int QVvisaInitialized = 0;
 char QVvisaBuild[32] = "JAN-01-2000 00:00:00";
@@ -16,6 +15,14 @@ PVOID g_InitOnce = nullptr;
 QVvisa_init_t gQVvisaInit = {&QVvisaInitialized, &QVlibusbCtx, &flock_QVvisa, &gpQvvisa, QVvisaBuild};
 
 namespace {
+
+/// A close of the library that has to wait for operations under way, or that runs.
+enum class Closing { No, Deferred, Running };
+std::atomic<Closing> closing{Closing::No};
+
+bool changeClosing(Closing from, Closing to) {
+  return closing.compare_exchange_strong(from, to);
+}
 
 /// Makes the fast lock in the process's first start. It outlives every close, see QVvisaLock.h.
 void makeFastLock(os_fastlock_t* lock) {
@@ -30,7 +37,7 @@ ViStatus startServices(const QVvisa_init_t& init) {
   if (status == VI_SUCCESS && !*init.qvvisa) {
     QVvisa_work_t* table = nullptr;
     status = QVvisa_initWork(&table);
-    if (status == VI_SUCCESS) QVvisa_setTable(table);
+    if (status == VI_SUCCESS) std::atomic_ref(*init.qvvisa).store(table, std::memory_order_release);
   }
   char variable[] = "QVVISA_LOGFILE";
   initLogFile(variable);
@@ -81,8 +88,13 @@ BOOL QVvisa_initLibrary(PVOID*, PVOID Parameter, PVOID* lpContext) {
   if (!Parameter || !lpContext) return FALSE;
   const auto& init = *static_cast<QVvisa_init_t*>(Parameter);
   *lpContext = &visaErr;
+  // A library that is up stays up, also one whose close waits for an operation to end. The fast lock is not for this:
+  // a slow open or search may hold it, while the caller's start mutex keeps all other starts of the user waiting.
+  changeClosing(Closing::Deferred, Closing::No);
+  if (closing != Closing::Running && QVvisa_isUp() && init.qvvisa == gQVvisaInit.qvvisa) return TRUE;
   makeFastLock(init.pCritSection);
   const CoreLock lock;
+  changeClosing(Closing::Deferred, Closing::No);
   if (init.pQVVisaInitialized && *init.pQVVisaInitialized == 0) {
     *init.pQVVisaInitialized = 1;
     // The stamp stands before another thread can open a session that reads it.
@@ -96,21 +108,29 @@ void QVvisa_closeLibrary() {
   if (!gQVvisaInit.pQVVisaInitialized) return;
   const CoreLock lock;
   if (*gQVvisaInit.pQVVisaInitialized != 1) return;
+  closing = Closing::Running;
   QVvisa_closeWork();
   libusb_exit(QVlibusbCtx);
   QVlibusbCtx = nullptr;
   debug_mem_list();
   closeLogFile();
   *gQVvisaInit.pQVVisaInitialized = 0;
+  closing = Closing::No;
 }
 
 void QVvisa_checkClose() {
   const CoreLock lock;
-  if (!gpQvvisa || gpQvvisa->numDevs != 0 || gpQvvisa->numFindLists != 0) return;
-  if (gpQvvisa->numBusy != 0)
-    gpQvvisa->closeDeferred = true;
-  else
+  if (!gpQvvisa) return;
+  const bool isEmpty = gpQvvisa->numDevs == 0 && gpQvvisa->numFindLists == 0;
+  if (isEmpty && gpQvvisa->numBusy == 0)
     QVvisa_closeLibrary();
+  else
+    closing = isEmpty ? Closing::Deferred : Closing::No;
+}
+
+void QVvisa_closeIfDeferred() {
+  const CoreLock lock;
+  if (changeClosing(Closing::Deferred, Closing::Running)) QVvisa_checkClose();
 }
 
 ViStatus QVvisa_initWork(QVvisa_work_t** ppqvvisa) {
@@ -126,7 +146,7 @@ void QVvisa_closeWork() {
   for (auto& device : gpQvvisa->device) QVvisa_RemoveHandleDevice(&device);
   for (auto& findList : gpQvvisa->findList) QVvisa_RemoveHandleFindList(&findList);
   QVvisa_work_t* table = gpQvvisa;
-  QVvisa_setTable(nullptr);
+  std::atomic_ref(gpQvvisa).store(nullptr, std::memory_order_release);
   DEBUG_FREE(table);
 }
 
@@ -140,7 +160,7 @@ OpenInProgress::~OpenInProgress() {
   if (!isUp_) return;
   const CoreLock lock;
   --gpQvvisa->numBusy;
-  if (std::exchange(gpQvvisa->closeDeferred, false)) QVvisa_checkClose();
+  QVvisa_closeIfDeferred();
 }
 
 ViStatus QVvisa_OpenHelperParseName(char* name, QVvisa_device_t* pdev) {

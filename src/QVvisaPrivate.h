@@ -43,6 +43,9 @@ QVVISA_API void QVvisa_closeLibrary();
 /// Takes the library down if no session and no find list is left; while an operation is still using a closed session,
 /// or an open is under way, its end does it.
 QVVISA_API void QVvisa_checkClose();
+/// Makes up for a close that was put off, unless a start has called it off since or another operation is still under
+/// way.
+QVVISA_API void QVvisa_closeIfDeferred();
 /// Creates the empty table.
 /// @retval VI_SUCCESS, VI_ERROR_INV_PARAMETER for null, VI_ERROR_ALLOC
 QVVISA_API ViStatus QVvisa_initWork(QVvisa_work_t** ppqvvisa);

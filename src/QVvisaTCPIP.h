@@ -6,12 +6,11 @@
 #pragma once
 
 #include "QVvisa.h"
+#include "QVvisaNamePatterns.h"
 #include "export.h"
 
 #include <cstdint>
 
-constexpr const char* QVVISA_OPEN_PATTERN_TCPIP = "TCPIP";
-constexpr const char* QVVISA_OPEN_PATTERN_SOCKET = "SOCKET";
 constexpr uint16_t TCPIP_PORT = 2000;
 constexpr uint32_t TCPIP_TIMEOUT = 2000;
 

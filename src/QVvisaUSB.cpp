@@ -117,6 +117,7 @@ ViStatus QVvisa_initUsbDevListElem(QVvisa_usb_device_t** ppUsbDev) {
   void* memory = DEBUG_MALLOC(sizeof(QVvisa_usb_device_t));
   if (!memory) return VI_ERROR_ALLOC;
   *ppUsbDev = new (memory) QVvisa_usb_device_t;
+  (*ppUsbDev)->USBClassName = QVvisa_GetUSBClassHelperName((*ppUsbDev)->USBClass);
   return VI_SUCCESS;
 }
 

@@ -7,10 +7,6 @@
 
 namespace {
 
-constexpr std::string_view QVVISA_OPEN_PATTERN_USB = "USB0";
-constexpr std::string_view QVVISA_OPEN_PATTERN_SEP = "::";
-constexpr std::string_view QVVISA_OPEN_PATTERN_INSTR = "INSTR";
-constexpr std::string_view QVVISA_OPEN_PATTERN_RAW = "RAW";
 constexpr std::string_view kHexPrefix = "0x";
 
 /// Moves `rest` behind the next `mark`; false if there is none.
@@ -55,8 +51,10 @@ bool readClass(std::string_view rest, QVvisa_usb_device_t& device) {
 
 /// What follows the serial number: a class, or an interface and a class.
 bool readInterfaceAndClass(std::string_view rest, QVvisa_usb_device_t& device) {
-  device.usedIntf = -1;
-  if (readClass(rest, device)) return true;
+  if (readClass(rest, device)) {
+    if (!device.isTMC) device.usedIntf = -1;
+    return true;
+  }
   const auto interface = QVvisa_leadingInteger(rest);
   if (!interface) return false;
   device.usedIntf = *interface;

@@ -1,6 +1,7 @@
 /// The grammar of USB resource names.
 #pragma once
 
+#include "QVvisaNamePatterns.h"
 #include "QVvisaUSBDevice.h"
 
 extern "C" {

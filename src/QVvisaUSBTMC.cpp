@@ -14,10 +14,6 @@ constexpr uint8_t kRequestTypeEndpoint = 0x02;
 constexpr uint8_t kRequestClearFeature = 1;
 constexpr uint16_t kFeatureEndpointHalt = 0;
 
-/// Length of a read's first Bulk-IN transfer, and of the second.
-constexpr ViUInt32 bulkInBufSize = 2048;
-constexpr ViUInt32 bulkInSecondBufSize = 1024;
-
 constexpr int kAbortAttempts = 5;
 constexpr unsigned int kAbortDelayMs = 200;
 /// Ends the drain of a device that never runs dry.
@@ -145,7 +141,8 @@ ViStatus readMessage(QVvisa_usb_device_t& device, uint8_t outEndpoint, uint8_t i
   ViStatus status = sendRequest(device, outEndpoint, bulkInPrepBuf);
   if (status != VI_SUCCESS) return status;
 
-  unsigned char bulkInBuf[bulkInBufSize + bulkInSecondBufSize];
+  // Zeroed, for a session whose Bulk-IN endpoint was set to an OUT address would send what it holds.
+  unsigned char bulkInBuf[bulkInBufSize + bulkInSecondBufSize] = {};
   const BulkResult first = bulkTransfer(device, inEndpoint, bulkInBuf, bulkInBufSize);
   if (first.result == LIBUSB_ERROR_TIMEOUT) {
     return abortResponse(device, bulkInPrepBuf[1], outEndpoint, inEndpoint, bulkInBuf);

@@ -18,6 +18,10 @@ constexpr uint8_t USBTMC_MSGID_REQUEST_DEV_DEP_MSG_IN = 2;
 /// The transfer buffer of a write: limits header, message and padding together.
 constexpr ViUInt32 QVVISA_BULKOUT_BUFSIZE = 4096;
 
+/// The lengths of a read's first Bulk-IN transfer and of its second.
+constexpr ViUInt32 bulkInBufSize = 2048;
+constexpr ViUInt32 bulkInSecondBufSize = 1024;
+
 /// Requests to the endpoint, USBTMC 1.0 section 4.2.1.
 constexpr uint8_t USBTMC_REQTYPE_FOR_USBTMC_ABORT = 0xA2;
 constexpr uint8_t USBTMC_REQ_INITIATE_ABORT_BULK_IN = 3;

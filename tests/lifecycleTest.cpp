@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <iterator>
 #include <string>
 #include <thread>
@@ -37,6 +38,24 @@ void __wrap_libusb_exit(libusb_context* ctx) {
 
 namespace {
 
+/// Another user where that can be had, since all programs of a user share the start mutex.
+class OwnUser {
+public:
+  OwnUser() { become(3'000'000'000U + static_cast<uid_t>(getpid())); }
+  ~OwnUser() {
+    const std::string directory = "/dev/shm/qvvisa-" + std::to_string(geteuid());
+    if (become(0)) std::filesystem::remove(directory);
+  }
+  OwnUser(const OwnUser&) = delete;
+  OwnUser& operator=(const OwnUser&) = delete;
+
+private:
+  static bool become(uid_t user) {
+    // Otherwise a leak check couldn't look at the process.
+    return seteuid(user) == 0 && prctl(PR_SET_DUMPABLE, 1) == 0;
+  }
+};
+
 class Lifecycle : public testing::Test {
 protected:
   Lifecycle() { beFresh(); }
@@ -60,6 +79,9 @@ protected:
     EXPECT_EQ(vi, expected == VI_SUCCESS ? QV_DEFAULT_RM_SESSION_HANDLE : 0);
   }
   static void expectClose() { EXPECT_EQ(QV_viClose(QV_DEFAULT_RM_SESSION_HANDLE), VI_SUCCESS); }
+
+private:
+  OwnUser ownUser_;
 };
 
 TEST_F(Lifecycle, StartsOnceAndStopsWhenNothingIsOpen) {

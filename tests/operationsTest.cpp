@@ -188,6 +188,18 @@ TEST_F(Session, ACloseDuringAReadLetsTheReadEndAndThenGoesThrough) {
   EXPECT_FALSE(QVvisa_isUp());
 }
 
+TEST_F(Session, AStartCallsOffTheCloseThatWaitsForARead) {
+  std::string text;
+  std::thread reader = startReading(text);
+  EXPECT_EQ(QV_viClose(vi_), VI_SUCCESS);
+  EXPECT_EQ(start(), rm_);
+  peer_.send("late");
+  reader.join();
+  EXPECT_TRUE(QVvisa_isUp());
+  EXPECT_EQ(QV_viClose(rm_), VI_SUCCESS);
+  EXPECT_FALSE(QVvisa_isUp());
+}
+
 TEST_F(Session, ABlockedReadHoldsUpNobodyAndEndsWhileAnotherThreadHoldsTheLock) {
   TcpPeer other;
   ViSession free = 0;
@@ -201,6 +213,7 @@ TEST_F(Session, ABlockedReadHoldsUpNobodyAndEndsWhileAnotherThreadHoldsTheLock) 
   EXPECT_EQ(read(free), "free");
   EXPECT_EQ(QV_viClose(free), VI_SUCCESS);
   const CoreLock slowOpen;
+  std::thread([] { EXPECT_EQ(start(), kRm) << "of a library that is up"; }).join();
   peer_.send("at last");
   reader.join();
   EXPECT_EQ(text, "at last");

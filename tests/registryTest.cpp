@@ -43,9 +43,9 @@ TEST_F(Registry, HandlesFollowOneSequenceThatTurnsAroundOneHigherAndSkipsValuesI
   EXPECT_EQ(last, first + 2 * 0xABC);
 
   // What comes next is taken by hand, as if the sequence had come around to it.
-  gpQvvisa->deviceID[0] = last + 0xABC;
+  gpQvvisa->device[0]->visaID = last + 0xABC;
   EXPECT_EQ(QVvisa_GetNextSessionID(), last + 2 * 0xABC);
-  gpQvvisa->deviceID[0] = first;
+  gpQvvisa->device[0]->visaID = first;
 
   for (ViUInt32 i = (last - 0x1017) / 0xABC + 3; i < kTurn; ++i) last = QVvisa_GetNextSessionID();
   EXPECT_EQ(last, 0x6418F1DFU);
@@ -159,6 +159,8 @@ TEST(Records, InitAndCloseCheckTheirArguments) {
   }
   QVvisa_closeDevListElem(nullptr);
   QVvisa_closeFindListElem(nullptr);
+  ViSession vi = 0;
+  EXPECT_EQ(QVvisa_AddHandleFindList(nullptr, &vi), VI_ERROR_INV_OBJECT) << "also while the library is down";
 }
 
 }  // namespace
