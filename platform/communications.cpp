@@ -59,6 +59,12 @@ bool control(int descriptor, unsigned long request, Argument argument) {
   return result == 0 || fail(errno);
 }
 
+/// Whether the line is still there. Time limits are kept on this side, but a line that is gone refuses these too.
+bool isAlive(const Port& port) {
+  termios2 line = {};
+  return control(port.descriptor, TCGETS2, &line);
+}
+
 // --- Time ---
 
 /// A point of the monotonic clock, in ns.
@@ -514,12 +520,16 @@ BOOL GetCommProperties(HANDLE handle, COMMPROP* properties) {
 }
 
 BOOL GetCommTimeouts(HANDLE handle, COMMTIMEOUTS* timeouts) {
-  *timeouts = portOf(handle).limits;
+  const Port& port = portOf(handle);
+  if (!isAlive(port)) return FALSE;
+  *timeouts = port.limits;
   return TRUE;
 }
 
 BOOL SetCommTimeouts(HANDLE handle, COMMTIMEOUTS* timeouts) {
-  portOf(handle).limits = *timeouts;
+  Port& port = portOf(handle);
+  if (!isAlive(port)) return FALSE;
+  port.limits = *timeouts;
   return TRUE;
 }
 

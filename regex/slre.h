@@ -49,9 +49,9 @@ extern "C" {
  * Looks for the leftmost place in a subject where an expression matches.
  *
  * A call is limited to 2^20 element steps and to 256 levels of nesting (groups, and repetitions with something behind
- * them); going beyond either is SLRE_NO_MATCH. So a hostile expression costs milliseconds and a small, bounded part of
- * the stack. Some faults of an expression show only when the walk reaches them, and a fault that an alternative or a
- * quantifier steps around isn't reported.
+ * them); going beyond either is SLRE_NO_MATCH. So a hostile expression costs some tenths of a second at most and a
+ * small, bounded part of the stack. Some faults of an expression show only when the walk reaches them, and a fault that
+ * an alternative or a quantifier steps around isn't reported.
  *
  * @param regexp    the expression, NUL-terminated, not null
  * @param s         the subject; needs no NUL, may contain it, and may be null when s_len is 0

@@ -246,8 +246,8 @@ QVVISA_API qv_status qvls_Read(qvlsPort_t* pNode, char* buf, unsigned int bufSiz
 /// Takes bytes that a read has already brought in beyond what it was asked for, as long as `isWanted` holds for them,
 /// by byte value. It never waits and never fails; there may be none.
 /// @param taken  receives their number, at most `bufSize`
-QVVISA_API qv_status qvls_TakeReceived(qvlsPort_t* pNode, char* buf, unsigned int bufSize, const bool (&isWanted)[256],
-                                       unsigned int* taken);
+qv_status qvls_TakeReceived(qvlsPort_t* pNode, char* buf, unsigned int bufSize, const bool (&isWanted)[256],
+                            unsigned int* taken);
 
 /// Writes `bufSize` bytes. A write that its timeout cut short is success with the smaller count.
 QVVISA_API qv_status qvls_Write(qvlsPort_t* pNode, const char* buf, unsigned int bufSize, unsigned int* writtenBytes);

@@ -12,9 +12,6 @@ using Device = QVvisa_asrl_device_t;
 using Getter = ViStatus (*)(Device&, ViAttr, void* attrValue);
 using Setter = ViStatus (*)(Device&, ViAttr, ViAttrState);
 
-/// Both hardware handshakes at once.
-constexpr ViUInt16 FLOW_DTRDSR_RTSCTS = VI_ASRL_FLOW_DTR_DSR | VI_ASRL_FLOW_RTS_CTS;
-
 /// Leaves a setting of the port as it is.
 constexpr int kUnchanged = -1;
 

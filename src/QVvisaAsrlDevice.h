@@ -12,6 +12,9 @@ constexpr ViInt16 QVVISA_ASRL_BREAK_LEN_MIN = 1;
 constexpr ViInt16 QVVISA_ASRL_BREAK_LEN_MAX = 500;
 constexpr ViInt16 QVVISA_ASRL_BREAK_LEN_DEF = 250;
 
+/// Both hardware handshakes at once, as a value of VI_ATTR_ASRL_FLOW_CNTRL.
+constexpr ViUInt16 FLOW_DTRDSR_RTSCTS = VI_ASRL_FLOW_DTR_DSR | VI_ASRL_FLOW_RTS_CTS;
+
 /// One serial session. An attribute lives here, in the port node's copy of the settings, or in the port itself.
 struct QVvisa_asrl_device_t {
   qvlsPort_t* asrlDev;       ///< the session's own port node, open; null before the open

@@ -3,7 +3,6 @@
 #include "DebugMalloc.h"
 #include "QVvisaBackends.h"
 #include "QVvisaLock.h"
-#include "QVvisaTokens.h"
 #include "QVvisaTools.h"
 #include "slre.h"
 
@@ -219,20 +218,19 @@ ViStatus QVvisa_helperProcessPattern_A(QVvisa_findResrcPatA_t* frPat, char* patt
   const size_t open = text.find('{');
   const bool hasAttributes = open != std::string_view::npos;
   const std::string_view regular = text.substr(0, open);
+  const auto length = [](std::string_view part) { return static_cast<int>(std::min<size_t>(part.size(), INT_MAX)); };
+  *frPat = {pattern, length(text), nullptr, length(regular), nullptr, 0};
   std::string_view attributes;
   if (hasAttributes) {
     const size_t close = text.find('}', open);
     if (close == std::string_view::npos) return VI_ERROR_INV_RSRC_NAME;
     if (*skipWhiteSpace(pattern + close + 1) != '\0') return VI_ERROR_INV_RSRC_NAME;
     attributes = text.substr(open + 1, close - open - 1);
+    frPat->aLen = length(attributes);
   }
   if (regular.size() > QVVISA_MAX_REGEX_LEN || attributes.size() > QVVISA_MAX_ATTR_EXPR_LEN) {
     return VI_ERROR_INV_RSRC_NAME;
   }
-  // Both parts are short, so that the whole is too, but for trailing blanks.
-  *frPat = {pattern, static_cast<int>(std::min<size_t>(text.size(), INT_MAX)),
-            nullptr, static_cast<int>(regular.size()),
-            nullptr, static_cast<int>(attributes.size())};
   if (hasAttributes) frPat->attrExpr = copyOf(attributes);
   if (!hasAttributes || frPat->attrExpr) frPat->regExpr = copyOf(regular);
   if (frPat->regExpr) return VI_SUCCESS;

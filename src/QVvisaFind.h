@@ -4,6 +4,7 @@
 
 #include "QVvisaInterfaces.h"
 #include "QVvisaMemory.h"
+#include "QVvisaTokens.h"
 #include "export.h"
 
 extern "C" {

@@ -6,6 +6,8 @@
 #pragma once
 
 #include "QVvisaDevice.h"
+#include "QVvisaInterfaces.h"
+#include "QVvisaLibusb.h"
 #include "export.h"
 
 extern "C" {

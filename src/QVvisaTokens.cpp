@@ -8,6 +8,7 @@
 #include <cstring>
 #include <span>
 #include <string_view>
+#include <utility>
 
 const QVvisa_tokString_t tokenStrings[] = {
     {TOK_VID, FR_STRING_ATTR_VID},
@@ -203,25 +204,6 @@ uint8_t truth(bool value) {
   return value ? TOK_RESULT_TRUE : TOK_RESULT_FALSE;
 }
 
-/// Evaluates the brackets of a range: the open parenthesis takes the value and stands for the bracket from then on. One
-/// that never closes isn't noticed here.
-ViStatus processParentheses(QVvisa_frTokenList_t* list, int startTok, int endTok) {
-  int depth = 0;
-  int open = 0;
-  for (int i = startTok; i <= endTok; ++i) {
-    QVvisa_frToken_t& token = list->tokens[i];
-    if (token.processed != TOK_PROC_NOT) continue;
-    if (token.tokId == TOK_OPEN_PAR && depth++ == 0) open = i;
-    if (token.tokId != TOK_CLOSE_PAR) continue;
-    if (depth == 0) return VI_ERROR_INV_EXPR;
-    if (--depth > 0) continue;
-    const ViStatus status = processTokens(list, open + 1, i - 1, &list->tokens[open].result);
-    if (status != VI_SUCCESS) return status;
-    token.processed = TOK_PROC_STEP1;
-  }
-  return VI_SUCCESS;
-}
-
 using BinaryOperation = ViStatus (*)(QVvisa_frToken_t*, QVvisa_frToken_t*, QVvisa_frToken_t*);
 
 /// Applies the operators of a range that `wanted` names, left to right.
@@ -261,6 +243,36 @@ ViStatus collectResult(QVvisa_frTokenList_t* list, int startTok, int endTok, uin
     ++left;
   }
   return left == 1 ? VI_SUCCESS : VI_ERROR_INV_EXPR;
+}
+
+/// Evaluates a range without brackets, or whose brackets have been evaluated.
+ViStatus processFlat(QVvisa_frTokenList_t* list, int startTok, int endTok, uint8_t* result) {
+  ViStatus status = processBinary(list, startTok, endTok, TOK_COMBINED_IOP, tokOperator);
+  if (status == VI_SUCCESS) status = processBinary(list, startTok, endTok, TOK_AND, tokExpOper);
+  if (status == VI_SUCCESS) status = processBinary(list, startTok, endTok, TOK_OR, tokExpOper);
+  if (status == VI_SUCCESS) status = processNegations(list, startTok, endTok);
+  return status == VI_SUCCESS ? collectResult(list, startTok, endTok, result) : status;
+}
+
+/// Evaluates the brackets of a range, the inner ones first since they close first: the open parenthesis takes the value
+/// and stands for the bracket from then on. One that never closes isn't noticed here. Brackets may be nested deeper
+/// than a thread's stack, so each open parenthesis keeps in `val` the place of the one around it.
+ViStatus processParentheses(QVvisa_frTokenList_t* list, int startTok, int endTok) {
+  constexpr int kNone = -1;
+  int innermost = kNone;
+  for (int i = startTok; i <= endTok; ++i) {
+    QVvisa_frToken_t& token = list->tokens[i];
+    if (token.processed != TOK_PROC_NOT) continue;
+    if (token.tokId == TOK_OPEN_PAR) token.val = std::exchange(innermost, i);
+    if (token.tokId != TOK_CLOSE_PAR) continue;
+    if (innermost == kNone) return VI_ERROR_INV_EXPR;
+    QVvisa_frToken_t& open = list->tokens[innermost];
+    const ViStatus status = processFlat(list, innermost + 1, i - 1, &open.result);
+    if (status != VI_SUCCESS) return status;
+    token.processed = TOK_PROC_STEP1;
+    innermost = open.val;
+  }
+  return VI_SUCCESS;
 }
 
 /// Nearest unprocessed token from `cur` in steps of `step`, null at the end of the list.
@@ -339,12 +351,8 @@ void initTokens(QVvisa_frTokenList_t* pftl) {
 
 ViStatus processTokens(QVvisa_frTokenList_t* pftl, int startTok, int endTok, uint8_t* result) {
   if (!pftl || !result) return VI_ERROR_INV_OBJECT;
-  ViStatus status = processParentheses(pftl, startTok, endTok);
-  if (status == VI_SUCCESS) status = processBinary(pftl, startTok, endTok, TOK_COMBINED_IOP, tokOperator);
-  if (status == VI_SUCCESS) status = processBinary(pftl, startTok, endTok, TOK_AND, tokExpOper);
-  if (status == VI_SUCCESS) status = processBinary(pftl, startTok, endTok, TOK_OR, tokExpOper);
-  if (status == VI_SUCCESS) status = processNegations(pftl, startTok, endTok);
-  return status == VI_SUCCESS ? collectResult(pftl, startTok, endTok, result) : status;
+  const ViStatus status = processParentheses(pftl, startTok, endTok);
+  return status == VI_SUCCESS ? processFlat(pftl, startTok, endTok, result) : status;
 }
 
 ViBoolean tokCheck(int idTest, int idCompare) {

@@ -257,6 +257,7 @@ TEST_F(Communications, VanishedLineFailsEveryCall) {
   DWORD count = 1;
   DCB dcb = {};
   COMMPROP properties = {};
+  COMMTIMEOUTS limits = {};
   COMSTAT status = {};
   const std::function<BOOL()> calls[] = {
       [&] { return ReadFile(port_, bytes, sizeof bytes, &count, nullptr); },
@@ -264,6 +265,8 @@ TEST_F(Communications, VanishedLineFailsEveryCall) {
       [&] { return GetCommState(port_, &dcb); },
       [&] { return SetCommState(port_, &dcb); },
       [&] { return GetCommProperties(port_, &properties); },
+      [&] { return GetCommTimeouts(port_, &limits); },
+      [&] { return SetCommTimeouts(port_, &limits); },
       [&] { return GetCommModemStatus(port_, &count); },
       [&] { return ClearCommError(port_, nullptr, &status); },
       [&] { return EscapeCommFunction(port_, SETXON); },

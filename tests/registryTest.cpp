@@ -3,6 +3,7 @@
 #include "QVvisaLock.h"
 #include "QVvisaMemory.h"
 #include "QVvisaPrivate.h"
+#include "support/eventually.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +13,8 @@ class Registry : public testing::Test {
 protected:
   void SetUp() override {
     ViSession rm = 0;
-    ASSERT_EQ(QV_viOpenDefaultRM(&rm), VI_SUCCESS);
+    ASSERT_TRUE(eventually([&] { return QV_viOpenDefaultRM(&rm) == VI_SUCCESS; }))
+        << "while others hold the start mutex";
   }
   void TearDown() override { QVvisa_closeLibrary(); }
 
