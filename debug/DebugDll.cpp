@@ -14,10 +14,6 @@
 
 namespace {
 
-constexpr char LOG_LEVEL_PREFIX[] = "LOGLVL_";
-constexpr int LOG_LEVEL_NAME_SZ = 128;
-constexpr int LOG_LEVEL_MAX_PATH = OS_MAX_PATH + 8;
-
 #if defined(_WIN32)
 constexpr char OPEN_MODE[] = "w";
 #else
@@ -60,8 +56,10 @@ void tryGetLogLevel(const char* envVarName) {
     return;
   }
   std::memcpy(logLevelName, value, sizeof logLevelName);
-  // An unsigned long may be wider; what exceeds the mask sets all of it, as where it isn't wider.
-  gLogLevel = static_cast<unsigned int>(std::min<unsigned long>(std::strtoul(logLevelName, nullptr, 0), UINT_MAX));
+  // An unsigned long may be wider; what exceeds the mask, but a small negative number, sets all of it, as where it
+  // isn't wider.
+  const unsigned long level = std::strtoul(logLevelName, nullptr, 0);
+  gLogLevel = level <= UINT_MAX || 0 - level <= UINT_MAX ? static_cast<unsigned int>(level) : UINT_MAX;
 }
 
 int tryOpenLogFile(const char* envVarName) {

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "export.h"
+#include "osAbstraction.h"
 
 #include <cstdarg>
 
@@ -12,6 +13,11 @@ extern "C" {
 
 /// The mask of enabled log classes while no level variable says otherwise.
 constexpr unsigned int LOG_LEVEL_DEFAULT = 0x0000FFFF;
+/// What stands before the name of the log's variable in that of the level variable, and the room for that name and for
+/// its value, in characters.
+constexpr char LOG_LEVEL_PREFIX[] = "LOGLVL_";
+constexpr int LOG_LEVEL_MAX_PATH = OS_MAX_PATH + 8;
+constexpr int LOG_LEVEL_NAME_SZ = 128;
 
 /// Opens the log file, emptying it, whose path is the value of the environment variable `envVarName`. The variable
 /// "LOGLVL_" + `envVarName` gives the level: a decimal, 0x hexadecimal or 0 octal number, 0 if it can't be read;

@@ -21,13 +21,14 @@ struct Thread {
   threadFunc_t run;
   void* data;
   uint32_t number;  ///< 0 until the thread has come up
+  pthread_t self;   ///< once it has; a number may be another thread's after the end
   uint32_t suspensions;
   bool begun;         ///< it has gone on to `run`
   bool killed;        ///< it will never do
   uint32_t exitCode;  ///< of a killed thread, then of a joined one
 
   pthread_mutex_t joining = PTHREAD_MUTEX_INITIALIZER;  ///< held by the one who waits for the end
-  bool joined;
+  std::atomic<bool> joined;                             ///< the exit code stands
 };
 
 Thread* threadOf(ThreadHandle handle) {
@@ -49,6 +50,7 @@ void standStill(Thread& thread, std::unique_lock<std::mutex>& guard) {
 bool comeUp(Thread& thread) {
   std::unique_lock guard(thread.lock);
   thread.number = OS_getCurrentThreadID();
+  thread.self = pthread_self();
   thread.changed.notify_all();
   standStill(thread, guard);
   thread.begun = !thread.killed;
@@ -66,18 +68,30 @@ void* runThread(void* argument) {
   return reinterpret_cast<void*>(static_cast<uintptr_t>(exitCode));
 }
 
+/// Whether the thread is the caller. The lock is held.
+bool isCaller(const Thread& thread) {
+  return thread.number != 0 && pthread_equal(thread.self, pthread_self()) != 0;
+}
+
 /// Waits for the end of the thread, which the system tells only once. A thread that left by pthread_exit has ended too.
 /// @return 0, ETIMEDOUT or another error number
 int waitForEnd(Thread& thread, uint32_t waitMillis) {
+  if (thread.joined) return 0;
   const posix::TimeLimit limit(waitMillis);
+  if (std::unique_lock guard(thread.lock); isCaller(thread)) {
+    if (limit.infinite) return EDEADLK;
+    guard.unlock();
+    OS_delayMs(waitMillis);
+    return ETIMEDOUT;
+  }
   int error = posix::lockUntil(thread.joining, limit);
   if (error != 0) return error;
   if (!thread.joined) {
     void* result = nullptr;
     error = posix::joinUntil(thread.system, result, limit);
     if (error == 0) {
-      thread.joined = true;
       thread.exitCode = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(result));
+      thread.joined = true;
     }
   }
   pthread_mutex_unlock(&thread.joining);
@@ -129,7 +143,7 @@ uint32_t OS_suspendThread(ThreadHandle handle) {
   Thread* thread = threadOf(handle);
   if (!thread) return suspendFailed;
   std::unique_lock guard(thread->lock);
-  const bool self = thread->number == OS_getCurrentThreadID();
+  const bool self = isCaller(*thread);
   const bool standing = thread->suspensions != 0 || !thread->begun;
   if ((!self && !standing) || thread->killed || thread->suspensions >= maxSuspensions) {
     OS_setLastError(ENOTSUP);

@@ -176,7 +176,7 @@ constexpr const char* description =
 int parseAndRun(int argc, char** argv) {
   Options options;
   CLI::App app(description);
-  app.footer("Example: qvvisa-sim --usb --tcp -- qvvisa list");
+  app.footer("Example: qvvisa-sim --usb --tcp -- qvvisa find");
   app.set_version_flag("--version", "qvvisa-sim " QVVISA_VERSION);
   CLI::Option* tcp = app.add_option("--tcp", options.tcpPort, "serve on 127.0.0.1; 0 or none: on a free port")
                          ->type_name("[PORT]")

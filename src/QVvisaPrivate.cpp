@@ -3,7 +3,6 @@
 #include "DebugDll.h"
 #include "DebugMalloc.h"
 #include "QVvisaAttributeValue.h"
-#include "QVvisaLock.h"
 
 #include <atomic>
 #include <cstdio>

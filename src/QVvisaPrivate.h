@@ -4,6 +4,7 @@
 
 #include "QVvisaBackends.h"
 #include "QVvisaFind.h"
+#include "QVvisaLock.h"
 #include "QVvisaMemory.h"
 #include "QVvisaUSB.h"
 #include "osAbstraction.h"

@@ -8,12 +8,6 @@
 #include <cstdarg>
 #include <cstdio>
 
-namespace {
-
-constexpr size_t OS_LOG_ERR_MSG_SIZE = 512;
-
-}
-
 uint8_t isUSBTMC(uint8_t class_, uint8_t subclass, uint8_t protocol) {
   return class_ == USBTMC_CLASS && subclass == USBTMC_SUBCLASS && protocol == USBTMC_PROTOCOL ? 1 : 0;
 }

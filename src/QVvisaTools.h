@@ -15,6 +15,9 @@ constexpr uint8_t USBTMC_CLASS = 0xFE;
 constexpr uint8_t USBTMC_SUBCLASS = 0x03;
 constexpr uint8_t USBTMC_PROTOCOL = 0x01;
 
+/// Longest text of a system error in the log, in bytes.
+constexpr size_t OS_LOG_ERR_MSG_SIZE = 512;
+
 /// 1 for the triple of a USB488 interface, else 0; a USBTMC interface without USB488, protocol 0, doesn't count.
 QVVISA_API uint8_t isUSBTMC(uint8_t class_, uint8_t subclass, uint8_t protocol);
 

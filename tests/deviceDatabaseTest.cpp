@@ -173,7 +173,6 @@ TEST_F(DeviceDatabase, UserAddsAndRenumbersPorts) {
   const string cases[][2] = {
       {"", machine},
       {" 7=/dev/null , 8=/dev/zero ", "7=/dev/null 8=/dev/zero " + machine},
-      {"1001=/dev/null", machine + "1001=/dev/null "},
       {"7=/dev/dangling,8=/dev/nowhere,100=/dev/nowhere,102=/dev/ttyUSB2", machine},
       {"100=/dev/null", "100=/dev/null 101=/dev/ttyUSB1 "},
       {"7=/dev/ttyUSB0", "7=/dev/ttyUSB0 101=/dev/ttyUSB1 "},
@@ -181,7 +180,8 @@ TEST_F(DeviceDatabase, UserAddsAndRenumbersPorts) {
       {"100=/dev/ttyUSB1,101=/dev/ttyUSB0", "100=/dev/ttyUSB1 101=/dev/ttyUSB0 "},
       {"101=/dev/byId", "101=/dev/byId "},
       {"7=/dev/nowhere,7=/dev/null,7=/dev/zero,7=/dev/ttyUSB0,8=/dev/null", with7},
-      {",,=,7,7=,=/dev/null,x=/dev/null,7x=/dev/null,0=/dev/null,-7=/dev/null,+7=/dev/null,7=null,7= /dev/null",
+      {",,=,7,7=,=/dev/null,x=/dev/null,7x=/dev/null,0=/dev/null,-7=/dev/null,1001=/dev/null,+7=/dev/null,7=null,7= "
+       "/dev/null",
        machine},
       {"99999999999=/dev/null,7:/dev/null,8,9=/" + string(5000, 'x') + ",7=/dev/null", with7},
   };

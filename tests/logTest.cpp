@@ -71,6 +71,7 @@ TEST_F(Log, LevelIsANumberInAnyBase) {
   } rows[] = {
       {nullptr, "0x0000FFFF"}, {"", "0x0000FFFF"},     {"0x10", "0x00000010"},        {"020", "0x00000010"},
       {"16", "0x00000010"},    {"junk", "0x00000000"}, {"0xDEADBEEFx", "0xDEADBEEF"}, {"0x100000000", "0xFFFFFFFF"},
+      {"-16", "0xFFFFFFF0"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.value != nullptr ? row.value : "unset");

@@ -246,7 +246,9 @@ uint32_t stayOnStage(void* data) {
 
 void expectEnd(ThreadHandle thread, uint32_t exitCode) {
   EXPECT_FALSE(OS_waitForThread(thread, OS_timeoutInfinite));
-  EXPECT_FALSE(OS_isRunningThread(thread));
+  onThreads(2, [thread] {
+    for (int poll = 0; poll < 1000; ++poll) EXPECT_FALSE(OS_isRunningThread(thread));
+  });
   uint32_t code = 0;
   EXPECT_TRUE(OS_getExitCodeThread(thread, &code) && OS_getExitCodeThread(thread, nullptr));
   EXPECT_EQ(code, exitCode);
@@ -298,7 +300,8 @@ TEST(Thread, SuspendsItselfUntilItIsResumed) {
   const auto suspendSelf = [](void* data) -> uint32_t {
     const ThreadHandle self = static_cast<Stage*>(data)->self;
     static_cast<Stage*>(data)->entered.signal();
-    return OS_isRunningThread(self) && OS_suspendThread(self) == 0 ? 7 : 1;
+    const bool waitedInVain = OS_isRunningThread(self) && !OS_waitForThread(self, 1);
+    return waitedInVain && OS_suspendThread(self) == 0 ? 7 : 1;
   };
   stage.self = OS_createThread(suspendSelf, &stage, OS_threadStartSuspended);
   ASSERT_NE(stage.self, nullptr);

@@ -133,6 +133,7 @@ TEST(Tool, AnswersOrTellsWhyNot) {
       {{"status", "3221159957"}, 0, timeout},
       {{"status", "VI_ERROR_TMO"}, 0, timeout},
       {{"status", "error_tmo"}, 0, timeout},
+      {{"status", "-1"}, 0, "0xFFFFFFFF: The status code passed to the operation could not be interpreted.\n"},
       {{"status", "QVVI_SETUPDI_ERR"}, 0, setupdi},
       {{"status", "0x12345678"}, 0, "0x12345678: The status code passed to the operation could not be interpreted.\n"},
       {{"attr", open, "VI_ATTR_TMO_VALUE"}, 0, "3000\n"},

@@ -19,27 +19,14 @@ constexpr long long MAX_OFFSET = 500'000;
 int gInitialized = 0;
 OS_SYSTEMTIME gSystimeStart;
 LARGE_INTEGER gHPTimerTicks;
-/// Read without the lock by every hptime_get_time; that it isn't 0 says that the lock and the other values are there.
+/// Read without the lock by every hptime_get_time; that it isn't 0 says that the other values are there.
 std::atomic<long long> gHPFrequency = 0;
-os_fastlock_t HPfastLock;
+os_fastlock_t HPfastLock = OS_FASTLOCK_INITIALIZER;
 
 unsigned long long ticksOf(const OS_SYSTEMTIME& time) {
   FILETIME ticks = {};
   SystemTimeToFileTime(&time, &ticks);
   return static_cast<unsigned long long>(ticks.dwHighDateTime) << 32 | ticks.dwLowDateTime;
-}
-
-/// Takes the wall clock at the moment it ticks, which a busy wait finds, and the counter that belongs to it.
-void UTIL_time_adjust() {
-  OS_SYSTEMTIME before;
-  GetLocalTime(&before);
-  do {
-    GetLocalTime(&gSystimeStart);
-  } while (std::memcmp(&gSystimeStart, &before, sizeof before) == 0);
-  QueryPerformanceCounter(&gHPTimerTicks);
-  LARGE_INTEGER frequency = {};
-  QueryPerformanceFrequency(&frequency);
-  gHPFrequency.store(frequency.QuadPart, std::memory_order_release);
 }
 
 /// How far the wall clock `time` lags behind the counter, in ticks of 100 ns.
@@ -65,6 +52,18 @@ long long lagBehindCounter(const OS_SYSTEMTIME& time, const LARGE_INTEGER& now_H
 }
 
 }  // namespace
+
+void UTIL_time_adjust() {
+  OS_SYSTEMTIME before;
+  GetLocalTime(&before);
+  do {
+    GetLocalTime(&gSystimeStart);
+  } while (std::memcmp(&gSystimeStart, &before, sizeof before) == 0);
+  QueryPerformanceCounter(&gHPTimerTicks);
+  LARGE_INTEGER frequency = {};
+  QueryPerformanceFrequency(&frequency);
+  gHPFrequency.store(frequency.QuadPart, std::memory_order_release);
+}
 
 void hptime_init() {
   if (gInitialized != 0) return;

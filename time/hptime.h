@@ -13,6 +13,10 @@ extern "C" {
 /// waiting. Further calls do nothing. Not for two threads at once.
 QVVISA_API void hptime_init();
 
+/// Calibrates: takes the wall clock at the moment it ticks, which a busy wait finds, and the counter that belongs to
+/// it. What needs it calls it; not for two threads at once.
+QVVISA_API void UTIL_time_adjust();
+
 /// The present time. Any thread. When wall clock and counter differ by more than 50 ms, the call gives the plain wall
 /// clock and calibrates anew, which takes up to one clock tick.
 QVVISA_API void hptime_get_time(OS_SYSTEMTIME* time);

@@ -193,7 +193,7 @@ Result findCommand(const std::string& expression, FindFormat format) {
 Result statusCommand(const std::string& code) {
   const auto status = parseStatus(code);
   if (!status) throw UsageError("neither a status code nor the name of one: '" + code + "'");
-  return {describe(*status) + '\n', {}};
+  return {describeStatus(*status) + '\n', {}};
 }
 
 Result statusByteCommand(const std::string& resource, const Options& options) {

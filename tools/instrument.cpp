@@ -36,15 +36,18 @@ struct FindList {
 
 }  // namespace
 
-std::string describe(ViStatus status) {
+std::string describeStatus(ViStatus status) {
   char number[16];
   snprintf(number, sizeof number, "0x%08X", static_cast<unsigned>(status));
-  if (status == kTcpFailure)
-    return std::string("-1 (") + number + "): the TCP connection failed, or its time limit ran out";
   const char* name = statusName(status);
   ViChar text[MAX_STATUS_DESCRIPTION] = "";
   QV_viStatusDesc(0, status, text);
   return (name ? std::string(name) + " (" + number + ")" : std::string(number)) + ": " + text;
+}
+
+std::string describe(ViStatus status) {
+  if (status == kTcpFailure) return "-1 (0xFFFFFFFF): the TCP connection failed, or its time limit ran out";
+  return describeStatus(status);
 }
 
 void check(ViStatus status, const std::string& action) {

@@ -18,6 +18,8 @@ public:
 };
 
 /// A status as users see it: name, number, text.
+std::string describeStatus(ViStatus status);
+/// The same of an operation's result, which may be the one that TCP/IP sessions answer for any failed transfer.
 std::string describe(ViStatus status);
 /// Throws a Failure that begins with `action` unless the status is VI_SUCCESS.
 void check(ViStatus status, const std::string& action);

@@ -26,7 +26,7 @@ public:
   /// Sends from the peer; whether all of it went out.
   bool send(const std::string& bytes) const {
     for (size_t sent = 0; sent < bytes.size();) {
-      const ssize_t part = write(peer_, bytes.data() + sent, bytes.size() - sent);
+      const ssize_t part = TEMP_FAILURE_RETRY(write(peer_, bytes.data() + sent, bytes.size() - sent));
       if (part <= 0) return false;
       sent += static_cast<size_t>(part);
     }
@@ -36,7 +36,7 @@ public:
   std::string receive(size_t size) const {
     std::string bytes;
     char byte = 0;
-    while (bytes.size() < size && read(peer_, &byte, 1) == 1) bytes += byte;
+    while (bytes.size() < size && TEMP_FAILURE_RETRY(read(peer_, &byte, 1)) == 1) bytes += byte;
     return bytes;
   }
 
