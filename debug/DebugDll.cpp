@@ -4,7 +4,6 @@
 #include "privileges.h"
 #include "sigpipeGuard.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <climits>
