@@ -60,13 +60,22 @@ bool belongsToUser(const struct stat& status, mode_t type) {
   return (status.st_mode & S_IFMT) == type && status.st_uid == geteuid() && (status.st_mode & othersMask) == 0;
 }
 
-/// Opens the user's directory and locks it, so that one object at a time is created or removed. Its place follows from
-/// the user alone: an environment variable would lead processes of one user to different places.
+/// Makes the user's directory, if it isn't there, in memory or, on a system without that, in /tmp. Its place follows
+/// from system and user alone: an environment variable would lead processes of one user to different places.
+/// @return false with the reason in errno
+bool makeDirectory(char (&path)[32]) {
+  for (const char* parent : {"/dev/shm", "/tmp"}) {
+    snprintf(path, sizeof path, "%s/qvvisa-%u", parent, geteuid());
+    if (mkdir(path, S_IRWXU) == 0 || errno == EEXIST) return true;
+  }
+  return false;
+}
+
+/// Opens the user's directory and locks it, so that one object at a time is created or removed.
 /// @return -1 with the reason in errno
 int openDirectory() {
   char path[32];
-  snprintf(path, sizeof path, "/dev/shm/qvvisa-%u", geteuid());
-  if (mkdir(path, S_IRWXU) != 0 && errno != EEXIST) return -1;
+  if (!makeDirectory(path)) return -1;
   const int directory = open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
   if (directory < 0) return -1;
   struct stat status = {};

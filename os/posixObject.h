@@ -1,9 +1,10 @@
 /// Mutexes, events and semaphores on POSIX: what a handle points to, and how the processes of one user share an object.
 ///
-/// A named object is a file of its own in a directory in memory that only the user can enter. Each process maps it once
-/// and keeps a shared file lock on it, which the system drops with the process; so an exclusive lock is to be had only
-/// when nobody uses the object. Who closes the last handle removes the file. A file that nobody uses was left by
-/// processes that died; an event or semaphore starts anew then, whereas a mutex goes on: it knows how its owner ended.
+/// A named object is a file of its own in a directory that only the user can enter, in memory where the system has that
+/// to offer and in /tmp where it doesn't. Each process maps it once and keeps a shared file lock on it, which the
+/// system drops with the process; so an exclusive lock is to be had only when nobody uses the object. Who closes the
+/// last handle removes the file. A file that nobody uses was left by processes that died; an event or semaphore starts
+/// anew then, whereas a mutex goes on: it knows how its owner ended.
 #pragma once
 
 #include "posixWait.h"

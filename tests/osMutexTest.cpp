@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 #include <sys/mman.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -240,6 +241,24 @@ TEST(NamedMutex, UsersHaveTheirOwnAndTrustNoPlaceThatOthersMade) {
   EXPECT_EQ(outcome(), 1) << "a link";
   fs::remove(directory);
   fs::remove(directory + " moved");
+}
+
+TEST(NamedMutex, ASystemWithoutSharedMemoryHasThemToo) {
+  const std::string name = freshName("elsewhere");
+  Mutex mutex(name);
+  ASSERT_EQ(mutex.lock(), MUTEX_TOOK);
+  ChildProcess child([&] {
+    const bool isHidden = unshare(CLONE_NEWNS) == 0 &&
+                          mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                          mount("none", "/dev/shm", "tmpfs", MS_RDONLY, nullptr) == 0;
+    if (!isHidden) _exit(2);
+    const bool isFree = Mutex(name).isFree();
+    _exit(isFree ? 0 : 1);
+  });
+  const int outcome = child.exitCode();
+  if (outcome == 2) GTEST_SKIP() << "only root can hide it";
+  EXPECT_EQ(outcome, 0);
+  rmdir(("/tmp/qvvisa-" + std::to_string(geteuid())).c_str());
 }
 
 /// A handle of its own, the mutex, and the count that it guards, over and over. Two inside at once lose a count.
