@@ -6,8 +6,8 @@
 #include "QVvisaPrivate.h"
 #include "support/communicationsDouble.h"
 #include "support/deviceDatabaseDouble.h"
-#include "support/eventually.h"
 #include "support/failingAlloc.h"
+#include "support/startLibrary.h"
 
 #include <gtest/gtest.h>
 
@@ -54,11 +54,7 @@ TEST(SerialNames, AreReadAsTheGrammarSays) {
 /// A machine with the ports 3, 7 and 12, which discovery lists in the order 3, 12, 7.
 class SerialSession : public testing::Test {
 protected:
-  SerialSession() {
-    deviceDatabase.devices = {serialPortDevice(3), serialPortDevice(7), serialPortDevice(12)};
-    EXPECT_TRUE(eventually([&] { return QV_viOpenDefaultRM(&rm_) == VI_SUCCESS; }))
-        << "while others hold the start mutex";
-  }
+  SerialSession() { deviceDatabase.devices = {serialPortDevice(3), serialPortDevice(7), serialPortDevice(12)}; }
   ~SerialSession() override {
     QVvisa_closeLibrary();
     communications.clear();
@@ -87,7 +83,7 @@ protected:
 
   PortDouble& line_ = communications.addPort(3);
   PortDouble& lastLine_ = communications.addPort(7);
-  ViSession rm_ = 0;
+  ViSession rm_ = start();
   ViSession vi_ = 0;
 };
 

@@ -3,8 +3,8 @@
 #include "QVvisa.h"
 #include "QVvisaPrivate.h"
 #include "support/childProcess.h"
-#include "support/eventually.h"
 #include "support/serialPeer.h"
+#include "support/startLibrary.h"
 
 #include <gtest/gtest.h>
 
@@ -33,10 +33,7 @@ const std::string kNul(1, '\0');
 /// A session on port 7.
 struct SerialLine {
   explicit SerialLine(const std::vector<Setting>& settings = {}) {
-    ViSession rm = 0;
-    EXPECT_TRUE(eventually([&] { return QV_viOpenDefaultRM(&rm) == VI_SUCCESS; }))
-        << "while others hold the start mutex";
-    EXPECT_EQ(QV_viOpen(rm, name, VI_NO_LOCK, 0, &vi), VI_SUCCESS);
+    EXPECT_EQ(QV_viOpen(start(), name, VI_NO_LOCK, 0, &vi), VI_SUCCESS);
     for (const Setting& setting : settings) set(setting);
   }
   ~SerialLine() { QVvisa_closeLibrary(); }

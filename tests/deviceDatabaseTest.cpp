@@ -5,7 +5,7 @@
 #include "QVvisaPrivate.h"
 #include "osAbstraction.h"
 #include "privileges.h"
-#include "support/eventually.h"
+#include "support/startLibrary.h"
 
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
@@ -219,10 +219,10 @@ TEST_F(DeviceDatabase, SessionFindsOpensAndQueriesAListedPort) {
   g_signal_connect(handler, "handle-ioctl", G_CALLBACK(answerIoctl), nullptr);
   ASSERT_TRUE(umockdev_testbed_attach_ioctl(bed_, "/dev/ttyUSB0", handler, nullptr));
   const int peer = umockdev_testbed_get_dev_fd(bed_, "/dev/ttyUSB0");
-  ViSession rm = 0, vi = 0, second = 0;
+  const ViSession rm = start();
+  ViSession vi = 0, second = 0;
   ViChar expr[] = "ASRL?*";
   ViChar name[VI_FIND_BUFLEN] = "";
-  ASSERT_TRUE(eventually([&] { return QV_viOpenDefaultRM(&rm) == VI_SUCCESS; })) << "while others hold the start mutex";
   EXPECT_EQ(QV_viFindRsrc(rm, expr, nullptr, nullptr, name), VI_SUCCESS);
   EXPECT_STREQ(name, "ASRL100::INSTR");
   ASSERT_EQ(QV_viOpen(rm, name, VI_NO_LOCK, 0, &vi), VI_SUCCESS);

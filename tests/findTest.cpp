@@ -5,9 +5,9 @@
 #include "QVvisaLock.h"
 #include "QVvisaPrivate.h"
 #include "support/deviceDatabaseDouble.h"
-#include "support/eventually.h"
 #include "support/failingAlloc.h"
 #include "support/libusbDouble.h"
+#include "support/startLibrary.h"
 
 #include <future>
 #include <set>
@@ -65,11 +65,6 @@ protected:
     deviceDatabase.clear();
   }
 
-  static void start() {
-    ViSession rm = 0;
-    EXPECT_TRUE(eventually([&] { return QV_viOpenDefaultRM(&rm) == VI_SUCCESS; }))
-        << "while others hold the start mutex";
-  }
   /// Whether nobody holds the core's lock: another thread gets it.
   static bool isLockFree() {
     return std::async(std::launch::async,

@@ -3,7 +3,7 @@
 #include "QVvisaLock.h"
 #include "QVvisaMemory.h"
 #include "QVvisaPrivate.h"
-#include "support/eventually.h"
+#include "support/startLibrary.h"
 
 #include <gtest/gtest.h>
 
@@ -11,11 +11,7 @@ namespace {
 
 class Registry : public testing::Test {
 protected:
-  void SetUp() override {
-    ViSession rm = 0;
-    ASSERT_TRUE(eventually([&] { return QV_viOpenDefaultRM(&rm) == VI_SUCCESS; }))
-        << "while others hold the start mutex";
-  }
+  void SetUp() override { ASSERT_NE(start(), 0U); }
   void TearDown() override { QVvisa_closeLibrary(); }
 
   /// Makes and registers a record; gives its handle.

@@ -2,6 +2,7 @@
 #include "QVvisa.h"
 #include "support/childProcess.h"
 #include "support/eventually.h"
+#include "support/startLibrary.h"
 #include "virtualUsb.h"
 
 #include <gtest/gtest.h>
@@ -24,13 +25,6 @@ constexpr char kRaw[] = "USB0::0x7C5A::0x0042::A1234::1::RAW";
 const std::string kIdentity = "KESTRIX,SIM-1,A1234,1.0\n";
 constexpr uint8_t kBulkIn = 0x81, kBulkOut = 0x02, kRawIn = 0x84;
 constexpr ViStatus kStalled = QVVI_ERR_CTL_TRANSFER_STALLED;
-
-/// Starts the library where it isn't up, as soon as no other program holds the start mutex, which all share.
-ViSession start() {
-  ViSession rm = 0;
-  EXPECT_TRUE(eventually([&] { return QV_viOpenDefaultRM(&rm) == VI_SUCCESS; }));
-  return rm;
-}
 
 /// A session for the length of a block; starts the library where the close of the last session took it down.
 class Session {

@@ -2,18 +2,11 @@
 #pragma once
 
 #include "QVvisaPrivate.h"
-#include "eventually.h"
+#include "startLibrary.h"
 #include "tcpPeer.h"
 
 #include <iostream>
 #include <string>
-
-/// Starts the library as soon as no other program holds the start mutex, which all of a user's share.
-inline ViSession start() {
-  ViSession rm = 0;
-  EXPECT_TRUE(eventually([&] { return QV_viOpenDefaultRM(&rm) == VI_SUCCESS; }));
-  return rm;
-}
 
 /// A running library with a session open. What the library prints is kept out of the test's output unless that fails.
 class TcpSession : public testing::Test {
