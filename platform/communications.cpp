@@ -59,7 +59,7 @@ bool control(int descriptor, unsigned long request, Argument argument) {
   return result == 0 || fail(errno);
 }
 
-/// Whether the line is still there. Time limits are kept on this side, but a line that is gone refuses these too.
+/// Whether the line is still there. What is kept on this side is refused too once the line is gone.
 bool isAlive(const Port& port) {
   termios2 line = {};
   return control(port.descriptor, TCGETS2, &line);
@@ -502,8 +502,7 @@ BOOL SetCommState(HANDLE handle, DCB* dcb) {
 
 BOOL GetCommProperties(HANDLE handle, COMMPROP* properties) {
   const Port& port = portOf(handle);
-  termios2 line = {};
-  if (!control(port.descriptor, TCGETS2, &line)) return FALSE;
+  if (!isAlive(port)) return FALSE;
   *properties = {};
   properties->wPacketLength = sizeof *properties;
   properties->wPacketVersion = 2;

@@ -28,9 +28,6 @@ using std::string_view;
 constexpr GUID portsClass = {0x4D36E978, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
 constexpr char portsClassText[] = "{4d36e978-e325-11ce-bfc1-08002be10318}";
 
-/// The highest number that a port can be opened by.
-constexpr int kMaxPortNumber = 1000;
-
 /// One serial port. Its texts are cut to the sizes in which the serial port library reads them: there a text that is
 /// too long would cost the port its place in the list.
 struct Port {
@@ -258,7 +255,7 @@ bool parseUserPort(string_view entry, UserPort& port) {
   entry = entry.substr(0, entry.find_last_not_of(' ') + 1);
   const auto [end, error] = std::from_chars(entry.begin(), entry.end(), port.comPort);
   if (error != std::errc{} || end == entry.end() || *end != '=') return false;
-  if (port.comPort < 1 || port.comPort > kMaxPortNumber) return false;
+  if (port.comPort < 1 || port.comPort > maxComPort) return false;
   const string_view path(end + 1, entry.end());
   if (!path.starts_with('/') || path.size() >= sizeof port.path) return false;
   setText(port.path, {path});

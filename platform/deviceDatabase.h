@@ -7,6 +7,9 @@
 
 #include "winTypes.h"
 
+/// The highest COM number that a port can be opened by.
+constexpr int maxComPort = 1000;
+
 #if defined(_WIN32)
 
 #include <setupapi.h>

@@ -22,8 +22,6 @@ constexpr qv_status VI_ERROR_NSUP_MODE = INT_MIN + 0x3FFF0046;
 /// Bytes of every text of a criterion that are set, whatever the size of the field.
 constexpr size_t criterionTextSize = 64;
 
-constexpr int maxComPort = 1000;
-
 /// English, United States.
 constexpr unsigned int errorTextLanguage = 0x0409;
 

@@ -143,6 +143,6 @@ QVVISA_API bool QVvisa_isUp();
 QVVISA_API ViStatus QVvisa_pinDevice(ViSession vi, QVvisa_device_t** ppdev);
 /// Gives a use back. Takes the fast lock only if the session was closed meanwhile and this was the last use, and then
 /// closes the record.
-/// @return whether it did so, and the caller has to run the close check
+/// @return whether it did so, and the caller has to make up for a close of the library that waited for it
 [[nodiscard]] QVVISA_API bool QVvisa_unpinDevice(QVvisa_device_t* pdev);
 }
