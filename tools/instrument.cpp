@@ -1,11 +1,11 @@
 #include "instrument.h"
 
-#include "message.h"
+#include "errors.h"
+#include "text.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <cstdio>
 #include <limits>
 
 namespace {
@@ -23,56 +23,7 @@ ViBuf bytesOf(std::string& text) {
   return reinterpret_cast<ViBuf>(text.data());
 }
 
-/// Closes a find list at the end of a block.
-struct FindList {
-  FindList() = default;
-  ~FindList() {
-    if (handle != 0) QV_viClose(handle);
-  }
-  FindList(const FindList&) = delete;
-  FindList& operator=(const FindList&) = delete;
-  ViFindList handle = 0;
-};
-
 }  // namespace
-
-std::string describeStatus(ViStatus status) {
-  char number[16];
-  snprintf(number, sizeof number, "0x%08X", static_cast<unsigned>(status));
-  const char* name = statusName(status);
-  ViChar text[MAX_STATUS_DESCRIPTION] = "";
-  QV_viStatusDesc(0, status, text);
-  return (name ? std::string(name) + " (" + number + ")" : std::string(number)) + ": " + text;
-}
-
-std::string describe(ViStatus status) {
-  if (status == kTcpFailure) return "-1 (0xFFFFFFFF): the TCP connection failed, or its time limit ran out";
-  return describeStatus(status);
-}
-
-void check(ViStatus status, const std::string& action) {
-  if (status != VI_SUCCESS) throw Failure(action + ": " + describe(status));
-}
-
-ResourceManager::ResourceManager() {
-  ::check(QV_viOpenDefaultRM(&handle_), "starting the library");
-}
-
-ResourceManager::~ResourceManager() {
-  QV_viClose(handle_);
-}
-
-std::vector<std::string> ResourceManager::find(std::string expression) const {
-  FindList list;
-  ViUInt32 count = 0;
-  ViChar name[VI_FIND_BUFLEN] = "";
-  const ViStatus status = QV_viFindRsrc(handle_, expression.data(), &list.handle, &count, name);
-  if (status == VI_ERROR_RSRC_NFOUND) return {};
-  ::check(status, "searching for '" + expression + "'");
-  std::vector<std::string> names{name};
-  while (QV_viFindNext(list.handle, name) == VI_SUCCESS) names.emplace_back(name);
-  return names;
-}
 
 Instrument::Instrument(std::string resource, Options options)
     : resource_(std::move(resource)), options_(std::move(options)) {
@@ -129,21 +80,21 @@ ViStatus Instrument::receive(std::string& bytes, ViUInt32 cnt) const {
   return VI_SUCCESS;
 }
 
-ViUInt32 Instrument::sizeOfNextRead(size_t received) const {
+ViUInt32 Instrument::sizeOfNextRead(size_t received, std::optional<size_t> byteCount) const {
   if (interface_ == VI_INTF_ASRL) return kSerialReadSize;
   if (interface_ == VI_INTF_USB) return resource_.ends_with("RAW") ? kOtherReadSize : kUsbtmcReadSize;
-  return static_cast<ViUInt32>(std::min<size_t>(kOtherReadSize, options_.count.value_or(SIZE_MAX) - received));
+  return static_cast<ViUInt32>(std::min<size_t>(kOtherReadSize, byteCount.value_or(SIZE_MAX) - received));
 }
 
-bool Instrument::isWhole(const std::string& bytes) const {
-  return options_.count ? bytes.size() >= *options_.count : isComplete(bytes, options_.termination);
+bool Instrument::isWhole(const std::string& bytes, std::optional<size_t> byteCount) const {
+  return byteCount ? bytes.size() >= *byteCount : isComplete(bytes, options_.termination);
 }
 
-std::string Instrument::flawOf(const std::string& bytes, ViStatus last) const {
+std::string Instrument::flawOf(const std::string& bytes, std::optional<size_t> byteCount, ViStatus last) const {
   std::string came;
-  if (options_.count) {
-    if (bytes.size() == *options_.count) return {};
-    came = std::to_string(bytes.size()) + " of " + std::to_string(*options_.count) + " bytes came";
+  if (byteCount) {
+    if (bytes.size() == *byteCount) return {};
+    came = std::to_string(bytes.size()) + " of " + std::to_string(*byteCount) + " bytes came";
   } else if (bytes.empty()) {
     came = "no answer came";
   } else if (isCutBlock(bytes)) {
@@ -158,18 +109,18 @@ std::string Instrument::flawOf(const std::string& bytes, ViStatus last) const {
   return "reading from " + resource_ + ": " + came;
 }
 
-Response Instrument::read() const {
+Response Instrument::read(std::optional<size_t> byteCount) const {
   Response response;
   ViStatus status = VI_SUCCESS;
   bool more = true;
-  while (more && !isWhole(response.bytes)) {
+  while (more && !isWhole(response.bytes, byteCount)) {
     const size_t before = response.bytes.size();
-    status = receive(response.bytes, sizeOfNextRead(before));
+    status = receive(response.bytes, sizeOfNextRead(before, byteCount));
     // On USB one read is one message, whole or not.
     more = response.bytes.size() > before && interface_ != VI_INTF_USB;
   }
-  if (options_.count && response.bytes.size() > *options_.count) response.bytes.resize(*options_.count);
-  response.flaw = flawOf(response.bytes, status);
+  if (byteCount && response.bytes.size() > *byteCount) response.bytes.resize(*byteCount);
+  response.flaw = flawOf(response.bytes, byteCount, status);
   return response;
 }
 

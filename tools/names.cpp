@@ -1,6 +1,6 @@
 #include "names.h"
 
-#include "message.h"
+#include "text.h"
 
 #include <algorithm>
 #include <cstdio>

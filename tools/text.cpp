@@ -1,4 +1,6 @@
-#include "message.h"
+#include "text.h"
+
+#include "errors.h"
 
 #include <algorithm>
 #include <array>

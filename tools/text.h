@@ -3,15 +3,8 @@
 
 #include <cstdint>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
-
-/// A command line that can't be carried out as it stands.
-class UsageError : public std::runtime_error {
-public:
-  using std::runtime_error::runtime_error;
-};
 
 /// Replaces \n, \r, \t, \\ and \xHH. Throws UsageError on any other escape.
 std::string unescape(std::string_view text);
