@@ -53,10 +53,9 @@ public:
     std::string link = options.serialLink;
     if (options.usb) {
       usb_.emplace();
-      qvsim::UsbDescription description = qvsim::instrumentDescription();
-      description.serial = options.serialNumber;
+      const qvsim::UsbDescription description{.serial = options.serialNumber};
       usbName_ = qvsim::usbResourceName(description);
-      usb_->plug(std::move(description), &instrument_).setLogging(false);
+      usb_->plug(description, &instrument_);
       // Under a test bed the terminal calls of a client work on a pty only if its name isn't below /dev.
       if (link.empty()) link = usb_->directory() + "/serial";
     }

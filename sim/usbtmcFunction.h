@@ -1,66 +1,67 @@
 /// @file
-/// The SCPI instrument behind USBTMC 1.0 with the USB488 subclass.
+/// The SCPI instrument behind USBTMC 1.0 with the USB488 subclass: what it answers to control requests and does with
+/// its endpoints.
 #pragma once
 
-#include "usbFunction.h"
+#include <deque>
+#include <optional>
+
+#include "scpiInstrument.h"
+#include "usbDescription.h"
 
 namespace qvsim {
 
-class UsbtmcFunction final : public UsbFunction {
-public:
-  /// Endpoint addresses, 0 where the interface has no such endpoint.
-  struct Layout {
-    uint8_t bulkIn = 0;
-    uint8_t bulkOut = 0;
-    uint8_t interruptIn = 0;
+/// The eight bytes of a control request.
+struct UsbSetup {
+  uint8_t requestType = 0;
+  uint8_t request = 0;
+  uint16_t value = 0;
+  uint16_t index = 0;
+  uint16_t length = 0;
+  bool operator==(const UsbSetup&) const = default;
+};
+
+/// The device's end of an endpoint.
+struct UsbPipe {
+  /// Bytes for the host to fetch. Where they end, a short packet (an empty one if need be) closes the host's transfer;
+  /// without that it stays open for more.
+  struct Outgoing {
+    Bytes bytes;
+    bool ended = true;
   };
+  unsigned interface = 0;
+  bool halted = false;
+  std::deque<Outgoing> outgoing = {};
+};
 
-  UsbtmcFunction(UsbPipes& pipes, ScpiInstrument& instrument, const Layout& layout);
+/// Calls come one at a time, under the device's lock.
+class UsbtmcFunction {
+public:
+  /// @param interruptIn  null where the interface has no such endpoint
+  UsbtmcFunction(ScpiInstrument& instrument, UsbPipe& bulkOut, UsbPipe& bulkIn, UsbPipe* interruptIn);
 
-  std::optional<Bytes> control(const UsbSetup& setup) override;
-  void received(const Bytes& bytes, bool ended) override;
-  void setResponseFilter(const ResponseFilter& filter) override { filter_ = filter; }
-  RemoteState remoteState() const override { return remote_; }
+  /// A class request to the interface or its endpoints. @return the answer; none stalls
+  std::optional<Bytes> control(const UsbSetup& setup);
+  /// A transfer to the Bulk-OUT endpoint, which it halts if the transfer breaks the protocol.
+  void received(const Bytes& transfer);
 
 private:
-  struct OutTransfer {
-    uint8_t tag = 0;
-    size_t missing = 0;  ///< bytes of message still to come; 0: no transfer is in progress
-    size_t moved = 0;
-    bool endOfMessage = false;
-  };
-  struct InTransfer {
-    uint8_t tag = 0;
-    bool requested = false;
-    bool answered = false;
-    size_t moved = 0;
-  };
-
-  bool begin(const Bytes& header);
-  void takeMessage(std::string_view part);
-  void respond(const Bytes& request);
-  void requestService();
-  bool inTransferInProgress() const;
-
-  Bytes initiateAbortBulkOut(uint8_t tag);
-  Bytes checkAbortBulkOut() const;
+  void takeMessage(std::string_view message, bool ends);
+  void respond(uint8_t tag, size_t most);
+  void notify(uint8_t kind, uint8_t statusByte);
+  std::optional<Bytes> endpointRequest(const UsbSetup& setup);
   Bytes initiateAbortBulkIn(uint8_t tag);
-  Bytes checkAbortBulkIn() const;
   Bytes initiateClear();
-  Bytes checkClear() const;
   Bytes capabilities() const;
   Bytes readStatusByte(uint8_t tag);
-  Bytes remoteEnable(bool on);
-  Bytes goToLocal();
-  Bytes localLockout();
 
-  UsbPipes& pipes_;
-  const Layout layout_;
   ScpiSession session_;
-  ResponseFilter filter_;
-  OutTransfer out_;
-  InTransfer in_;
-  RemoteState remote_;
+  UsbPipe& bulkOut_;
+  UsbPipe& bulkIn_;
+  UsbPipe* const interruptIn_;
+  uint8_t responseTag_ = 0;
+  size_t responseSize_ = 0;
+  bool responseOwed_ = false;  ///< one has been asked for when there was none
   bool serviceRequested_ = false;
 };
 

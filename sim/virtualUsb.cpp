@@ -63,6 +63,8 @@ private:
   size_t size_;
 };
 
+constexpr size_t setupSize = 8;
+
 UsbSetup parseSetup(std::span<const uint8_t> bytes) {
   const auto word = [&bytes](size_t at) { return static_cast<uint16_t>(bytes[at] | bytes[at + 1] << 8); };
   return {.requestType = bytes[0], .request = bytes[1], .value = word(2), .index = word(4), .length = word(6)};
@@ -112,7 +114,8 @@ struct VirtualUsb::TestBed {
 class VirtualUsb::Node : public std::enable_shared_from_this<Node> {
 public:
   Node(UsbDescription description, ScpiInstrument* instrument, int number)
-      : device(std::move(description), instrument), number_(number), path_(format("/dev/bus/usb/001/%03d", number)),
+      : device(std::move(description), instrument, [this](bool ready) { pipe_->set(ready); }), number_(number),
+        path_(format("/dev/bus/usb/001/%03d", number)),
         sysfs_(format("/sys/devices/pci0000:00/0000:00:14.0/usb1/1-%d", number)) {}
 
   void attach(TestBed& testBed);
@@ -132,9 +135,6 @@ private:
 
   std::string sysfsRecord() const;
   int handle(uintptr_t client, unsigned request, UMockdevIoctlData* argument);
-  int detachAndClaim(uintptr_t client, const usbdevfs_disconnect_claim& wanted);
-  int driverRequest(const usbdevfs_ioctl& wanted);
-  int driverName(usbdevfs_getdriver& answer);
   int submit(uintptr_t client, UMockdevIoctlData* argument);
   void reap(UMockdevIoctlClient* client);
 
@@ -151,7 +151,6 @@ void VirtualUsb::Node::attach(TestBed& testBed) {
   if (!umockdev_testbed_add_from_string(testBed.bed.get(), sysfsRecord().c_str(), &error)) fail("USB device", error);
   plugged_ = true;
   pipe_ = std::make_unique<ReadyPipe>(testBed.root + path_);
-  device.onReady([this](bool ready) { pipe_->set(ready); });
   handler_.reset(umockdev_ioctl_base_new());
   connectSignal("handle-ioctl", G_CALLBACK(onIoctl));
   connectSignal("client-connected", G_CALLBACK(onConnect));
@@ -190,14 +189,13 @@ std::string VirtualUsb::Node::sysfsRecord() const {
   record += format("E: BUSNUM=001\nE: DEVNUM=%03d\nE: MAJOR=189\nE: MINOR=%d\n", number_, number_ - 1);
   record += format("A: busnum=1\\n\nA: devnum=%d\\n\nA: speed=480\\n\nA: dev=189:%d\\n\n", number_, number_ - 1);
   record += "A: bConfigurationValue=1\\n\nA: bNumConfigurations=1\\n\n";
-  record += format("A: bDeviceClass=%02x\\n\n", description.usbClass.code);
+  record += "A: bDeviceClass=00\\n\n";
   record += format("A: idVendor=%04x\\n\nA: idProduct=%04x\\n\n", description.vendor, description.product);
   return record + "H: descriptors=" + hexadecimal(descriptors) + "\n\n";
 }
 
 void VirtualUsb::Node::onConnect(UMockdevIoctlBase*, UMockdevIoctlClient* client, gpointer node) {
   const auto& self = *static_cast<std::shared_ptr<Node>*>(node);
-  self->device.open(reinterpret_cast<uintptr_t>(client));
   // umockdev's signal for a client's end is never sent; its object does go when the client closes the node.
   g_object_weak_ref(G_OBJECT(client), onVanish, new std::shared_ptr<Node>(self));
 }
@@ -233,22 +231,16 @@ int VirtualUsb::Node::handle(uintptr_t client, unsigned request, UMockdevIoctlDa
         USBDEVFS_CAP_BULK_SCATTER_GATHER | USBDEVFS_CAP_REAP_AFTER_DISCONNECT;
     return 0;
   case USBDEVFS_CLAIMINTERFACE:
-    return device.claim(client, number());
+    return device.claim(client, number(), false);
   case USBDEVFS_RELEASEINTERFACE:
     return device.release(client, number());
   case USBDEVFS_DISCONNECT_CLAIM:
-    return detachAndClaim(client,
-                          ClientMemory(argument, 0, sizeof(usbdevfs_disconnect_claim)).as<usbdevfs_disconnect_claim>());
-  case USBDEVFS_GETDRIVER:
-    return driverName(ClientMemory(argument, 0, sizeof(usbdevfs_getdriver)).as<usbdevfs_getdriver>());
-  case USBDEVFS_IOCTL:
-    return driverRequest(ClientMemory(argument, 0, sizeof(usbdevfs_ioctl)).as<usbdevfs_ioctl>());
-  case USBDEVFS_CLEAR_HALT:
-    return device.clearHalt(static_cast<uint8_t>(number()));
-  case USBDEVFS_SETCONFIGURATION:
-  case USBDEVFS_SETINTERFACE:
-  case USBDEVFS_RESET:
-    return device.configure();
+    return device.claim(client, number(), true);  // its number comes first in the record
+  case USBDEVFS_IOCTL: {
+    const auto wanted = ClientMemory(argument, 0, sizeof(usbdevfs_ioctl)).as<usbdevfs_ioctl>();
+    if (static_cast<unsigned>(wanted.ioctl_code) != USBDEVFS_CONNECT) return -ENOTTY;
+    return device.attachDriver(static_cast<unsigned>(wanted.ifno)) == 0 ? 1 : -EBUSY;
+  }
   case USBDEVFS_SUBMITURB:
     return submit(client, argument);
   case USBDEVFS_DISCARDURB:
@@ -258,59 +250,16 @@ int VirtualUsb::Node::handle(uintptr_t client, unsigned request, UMockdevIoctlDa
   }
 }
 
-int VirtualUsb::Node::detachAndClaim(uintptr_t client, const usbdevfs_disconnect_claim& wanted) {
-  const std::string driver = device.driver(wanted.interface);
-  const std::string named(wanted.driver, ::strnlen(wanted.driver, sizeof wanted.driver));
-  const bool excepted = (wanted.flags & USBDEVFS_DISCONNECT_CLAIM_EXCEPT_DRIVER) && driver == named;
-  const bool other = (wanted.flags & USBDEVFS_DISCONNECT_CLAIM_IF_DRIVER) && driver != named;
-  if (!driver.empty() && (excepted || other)) return -EBUSY;
-  if (!driver.empty()) device.detachDriver(wanted.interface);
-  return device.claim(client, wanted.interface);
-}
-
-int VirtualUsb::Node::driverName(usbdevfs_getdriver& answer) {
-  const std::string driver = device.driver(answer.interface);
-  if (driver.empty()) return -ENODATA;
-  std::snprintf(answer.driver, sizeof answer.driver, "%s", driver.c_str());
-  return 0;
-}
-
-int VirtualUsb::Node::driverRequest(const usbdevfs_ioctl& wanted) {
-  const auto interface = static_cast<unsigned>(wanted.ifno);
-  switch (static_cast<unsigned>(wanted.ioctl_code)) {
-  case USBDEVFS_DISCONNECT:
-    return device.detachDriver(interface);
-  case USBDEVFS_CONNECT:
-    return device.attachDriver(interface) == 0 ? 1 : -EBUSY;
-  default:
-    return -ENOTTY;
-  }
-}
-
 int VirtualUsb::Node::submit(uintptr_t client, UMockdevIoctlData* argument) {
   ClientMemory memory(argument, 0, sizeof(usbdevfs_urb));
   const usbdevfs_urb& urb = memory.as<usbdevfs_urb>();
-  constexpr size_t setupSize = 8;
-  UsbTransfer transfer;
-  transfer.client = client;
-  transfer.id = memory.get()->client_addr;
-  transfer.endpoint = urb.endpoint;
-  transfer.length = static_cast<size_t>(urb.buffer_length);
-  transfer.endsWithEmptyPacket = urb.flags & USBDEVFS_URB_ZERO_PACKET;
-  switch (urb.type) {
-  case USBDEVFS_URB_TYPE_CONTROL:
-    transfer.type = UsbTransfer::Type::control;
-    break;
-  case USBDEVFS_URB_TYPE_BULK:
-    transfer.type = UsbTransfer::Type::bulk;
-    break;
-  case USBDEVFS_URB_TYPE_INTERRUPT:
-    transfer.type = UsbTransfer::Type::interrupt;
-    break;
-  default:
-    return -EINVAL;
-  }
-  const bool control = transfer.type == UsbTransfer::Type::control;
+  const bool control = urb.type == USBDEVFS_URB_TYPE_CONTROL;
+  if (!control && urb.type != USBDEVFS_URB_TYPE_BULK && urb.type != USBDEVFS_URB_TYPE_INTERRUPT) return -EINVAL;
+  UsbTransfer transfer{.client = client,
+                       .id = memory.get()->client_addr,
+                       .endpoint = control ? uint8_t{0} : urb.endpoint,
+                       .length = static_cast<size_t>(urb.buffer_length),
+                       .endsWithEmptyPacket = (urb.flags & USBDEVFS_URB_ZERO_PACKET) != 0};
   if (control && transfer.length < setupSize) return -EINVAL;
   if (transfer.length != 0 && (control || !transfer.toHost())) {
     ClientMemory buffer(memory.get(), offsetof(usbdevfs_urb, buffer), transfer.length);
@@ -334,11 +283,11 @@ void VirtualUsb::Node::reap(UMockdevIoctlClient* client) {
   auto* const memory = static_cast<UMockdevIoctlData*>(transfer.host.get());
   auto& urb = *reinterpret_cast<usbdevfs_urb*>(memory->data);
   urb.status = transfer.status;
-  urb.actual_length = static_cast<int>(transfer.actual);
-  if (transfer.toHost() && transfer.actual != 0) {
-    const size_t head = transfer.type == UsbTransfer::Type::control ? 8 : 0;
-    ClientMemory buffer(memory, offsetof(usbdevfs_urb, buffer), head + transfer.actual);
-    std::copy_n(transfer.data.begin(), transfer.actual, buffer.bytes().begin() + static_cast<ptrdiff_t>(head));
+  urb.actual_length = static_cast<int>(transfer.data.size());
+  if (transfer.toHost() && !transfer.data.empty()) {
+    const size_t head = transfer.endpoint == 0 ? setupSize : 0;
+    ClientMemory buffer(memory, offsetof(usbdevfs_urb, buffer), head + transfer.data.size());
+    std::ranges::copy(transfer.data, buffer.bytes().begin() + static_cast<ptrdiff_t>(head));
   }
   ClientMemory answer(umockdev_ioctl_client_get_arg(client), 0, sizeof(void*));
   umockdev_ioctl_data_set_ptr(answer.get(), 0, memory);
@@ -377,8 +326,7 @@ std::string VirtualUsb::directory() const {
 }
 
 std::string usbResourceName(const UsbDescription& description) {
-  return format("USB0::0x%04X::0x%04X::", description.vendor, description.product) + description.serial.value_or("") +
-         "::INSTR";
+  return format("USB0::0x%04X::0x%04X::", description.vendor, description.product) + description.serial + "::INSTR";
 }
 
 }  // namespace qvsim

@@ -26,7 +26,7 @@ public:
 
   /// Adds a device, which lives as long as the test bed, plugged in or not.
   /// @param instrument  what answers SCPI, to outlive the test bed; null: one of the device's own
-  UsbDevice& plug(UsbDescription description = instrumentDescription(), ScpiInstrument* instrument = nullptr);
+  UsbDevice& plug(UsbDescription description = {}, ScpiInstrument* instrument = nullptr);
 
   /// Pulls a device: transfers in flight end, and it leaves the host's list as soon as the host has heard of it.
   void unplug(const UsbDevice& device);

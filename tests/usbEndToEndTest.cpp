@@ -7,23 +7,21 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <future>
 #include <thread>
 
 namespace {
 
 using namespace std::chrono_literals;
-namespace fault = qvsim::fault;
+namespace endpoint = qvsim::endpoint;
 using qvsim::Bytes;
-using qvsim::ControlAnswer;
-using qvsim::RemoteState;
-using qvsim::UsbDevice;
-using qvsim::UsbEvent;
+using qvsim::UsbFate;
+using qvsim::UsbTransfer;
 
 constexpr char kInstr[] = "USB0::0x7C5A::0x0042::A1234::INSTR", kOther[] = "USB0::0x7C5A::0x0042::B5678::INSTR";
 constexpr char kRaw[] = "USB0::0x7C5A::0x0042::A1234::1::RAW";
 const std::string kIdentity = "KESTRIX,SIM-1,A1234,1.0\n";
-constexpr uint8_t kBulkIn = 0x81, kBulkOut = 0x02, kRawIn = 0x84;
+constexpr int kRemote = 160, kGoToLocal = 161;  // requests of USB488
 constexpr ViStatus kStalled = QVVI_ERR_CTL_TRANSFER_STALLED;
 
 /// A session for the length of a block; starts the library where the close of the last session took it down.
@@ -78,11 +76,26 @@ class UsbEndToEnd : public testing::Test {
 protected:
   ~UsbEndToEnd() override { QV_viClose(rm); }
 
-  /// The default instrument, held by the system's driver, as Linux does with every USBTMC interface.
-  static qvsim::UsbDescription withDriver() {
-    qvsim::UsbDescription description = qvsim::instrumentDescription();
-    description.interfaces[0].kernelDriver = "usbtmc";
-    return description;
+  /// A hook for one transfer on an endpoint; serves all others.
+  static qvsim::UsbDevice::Hook once(uint8_t address, UsbFate fate) {
+    return [address, fate, done = false](const UsbTransfer& transfer) mutable {
+      return transfer.endpoint == address && !std::exchange(done, true) ? fate : UsbFate::served;
+    };
+  }
+  /// Has the device keep the control requests that aren't for descriptors, and whatever else a hook does.
+  void watch(const qvsim::UsbDevice::Hook& hook = nullptr) {
+    device.setHook([this, hook](const UsbTransfer& transfer) {
+      constexpr int getDescriptor = 6;
+      if (!transfer.endpoint && transfer.setup.request != getDescriptor) requests.push_back(transfer.setup);
+      return hook ? hook(transfer) : UsbFate::served;
+    });
+  }
+  /// Request and value of each; the device is on its own again.
+  std::vector<std::pair<int, int>> takeRequests() {
+    device.setHook(nullptr);
+    std::vector<std::pair<int, int>> taken;
+    for (const qvsim::UsbSetup& setup : std::exchange(requests, {})) taken.emplace_back(setup.request, setup.value);
+    return taken;
   }
   /// The resources on USB, in order.
   std::vector<std::string> find() {
@@ -99,77 +112,61 @@ protected:
   }
   /// Plugs in the instrument of `kOther`, which has no Interrupt-IN, and waits until the library sees it.
   void plugOther() {
-    qvsim::UsbDescription description = qvsim::instrumentDescription();
-    description.serial = "B5678";
-    description.interfaces = {qvsim::usbtmcInterface(false)};
-    usb.plug(description);
+    usb.plug({.serial = "B5678", .interruptIn = false});
     ASSERT_TRUE(eventually([] { return Session(kOther).status == VI_SUCCESS; }));
   }
 
   qvsim::VirtualUsb usb;
-  UsbDevice& device = usb.plug(withDriver());
+  // Held by the system's driver, as Linux does with every USBTMC interface.
+  qvsim::UsbDevice& device = usb.plug({.kernelDriver = "usbtmc"});
+  std::vector<qvsim::UsbSetup> requests;
   const ViSession rm = start();
 };
 
 TEST_F(UsbEndToEnd, FindsOpensAsksAndGivesBack) {
   ASSERT_EQ(find(), (std::vector<std::string>{kInstr, kRaw}));
-  device.takeLog();
+  EXPECT_EQ(device.driver(0), "usbtmc");
+  watch();
   {
     Session session(kInstr);
     ASSERT_EQ(session.status, VI_SUCCESS);
     EXPECT_EQ(device.driver(0), "usbfs");
-    EXPECT_TRUE(device.remoteState().enabled);
+    EXPECT_EQ(takeRequests(), (std::vector<std::pair<int, int>>{{kRemote, 1}}));
     EXPECT_EQ(session.query("*IDN?"), kIdentity);
     EXPECT_TRUE(session.query("DATA:BLOCK? 3001") == "#43001" + qvsim::ScpiInstrument::blockPattern(3001) + '\n');
     EXPECT_EQ(Session(kInstr).status, VI_ERROR_RSRC_NFOUND) << "the interface is taken";
-    EXPECT_EQ(Session(kRaw).status, VI_SUCCESS);
+    EXPECT_EQ(device.driver(1), "");
+    Session raw(kRaw);
+    EXPECT_EQ(device.driver(1), "usbfs");
+    EXPECT_EQ(session.query("*IDN?"), kIdentity);
+    watch();
   }
+  EXPECT_EQ(takeRequests(), (std::vector<std::pair<int, int>>{{kGoToLocal, 0}, {kRemote, 0}}));
   EXPECT_EQ(device.driver(0), "usbtmc");
-  EXPECT_EQ(device.remoteState(), RemoteState{});
-  using Kind = UsbEvent::Kind;
-  std::vector<std::pair<Kind, int>> seen;
-  for (const UsbEvent& event : device.takeLog()) {
-    if (event.kind >= Kind::claim && event.kind <= Kind::attachDriver) seen.emplace_back(event.kind, event.target);
-  }
-  const decltype(seen) expected = {{Kind::detachDriver, 0}, {Kind::claim, 0},   {Kind::claim, 1},
-                                   {Kind::release, 1},      {Kind::release, 0}, {Kind::attachDriver, 0}};
-  EXPECT_EQ(seen, expected);
+  EXPECT_EQ(device.driver(1), "");
 }
 
-TEST_F(UsbEndToEnd, SurvivesFaultyResponses) {
-  const std::tuple<qvsim::ResponseFilter, size_t, int> rows[] = {
-      // What is delivered, and the transfers that it comes in.
-      {fault::split(1), 24, 2},           {fault::split(20), 24, 2},        {fault::extraBytes(5), 24, 1},
-      {fault::transferSize(23), 23, 1},   {fault::wrongTag(), 0, 1},        {fault::wrongTagInverse(), 0, 1},
-      {fault::endOfMessageClear(), 0, 1}, {fault::headerByte(10, 1), 0, 1}, {fault::truncated(11), 0, 1}};
+TEST_F(UsbEndToEnd, ReadsAResponseInTwoTransfers) {
   Session session(kInstr);
-  for (const auto& [filter, size, transfers] : rows) {
-    SCOPED_TRACE(&filter - &std::get<0>(rows[0]));
-    device.setResponseFilter(filter);
-    session.write("*IDN?");
-    device.takeLog();
-    EXPECT_EQ(session.read(size ? VI_SUCCESS : VI_ERROR_IO), kIdentity.substr(0, size));
-    EXPECT_EQ(std::ranges::count(device.takeLog(), UsbEvent::Kind::in, &UsbEvent::kind), transfers);
-    device.setResponseFilter(nullptr);
-    EXPECT_EQ(session.query("*IDN?"), kIdentity);
-  }
+  device.setHook(once(endpoint::bulkIn, UsbFate::split));
+  EXPECT_EQ(session.query("*IDN?"), kIdentity);
+  EXPECT_EQ(session.query("*IDN?"), kIdentity);
 }
 
 TEST_F(UsbEndToEnd, ATimeOutLeavesTheNextQueryWorking) {
   Session session(kInstr);
   session.setTimeout(60);
-  device.setResponseFilter(fault::silent());
-  device.takeLog();
   EXPECT_EQ(session.write("*IDN?"), VI_SUCCESS);
+  watch(once(endpoint::bulkIn, UsbFate::silent));
   const auto start = std::chrono::steady_clock::now();
   session.read(VI_ERROR_TMO);
   EXPECT_GE(std::chrono::steady_clock::now() - start, 60ms);
-  std::vector<int> requests;
-  for (const UsbEvent& event : device.takeLog()) {
-    if (event.kind == UsbEvent::Kind::control) requests.push_back(event.setup.request);
-  }
-  EXPECT_EQ(requests, (std::vector<int>{3, 4, 1}));
-  device.setResponseFilter(nullptr);
+  constexpr int initiateAbort = 3, checkAbort = 4, clearFeature = 1;
+  const auto sent = takeRequests();
+  ASSERT_EQ(sent.size(), 3U);
+  EXPECT_EQ(sent[0].first, initiateAbort);
+  EXPECT_EQ(sent[1].first, checkAbort);
+  EXPECT_EQ(sent[2].first, clearFeature);
   session.setTimeout(60000);
   EXPECT_EQ(session.query("*IDN?"), kIdentity);
 }
@@ -191,8 +188,6 @@ TEST_F(UsbEndToEnd, StatusByteAndClear) {
   EXPECT_EQ(notifying.control(0xA1, 128, 5, 0, 3), (Bytes{0x20, 5, 0})) << "the service request isn't read yet";
   EXPECT_EQ(QV_viReadSTB(notifying.handle, &status), VI_SUCCESS);
   EXPECT_EQ(status, 0x50) << "of the time of the request";
-  device.answerControl({0xA1, 6}, ControlAnswer::reply({2, 0}), 1);
-  EXPECT_EQ(QV_viClear(notifying.handle), QVVI_NEEDS_EQUIVALENT);
   EXPECT_EQ(QV_viClear(notifying.handle), VI_SUCCESS);
 }
 
@@ -208,22 +203,27 @@ TEST_F(UsbEndToEnd, TwoInstrumentsTalkAtOnce) {
 }
 
 TEST_F(UsbEndToEnd, RawBytesAndComposedRequests) {
+  watch();
   Session session(kRaw);
-  EXPECT_FALSE(device.remoteState().enabled);
   EXPECT_EQ(session.query("hello"), "hello");
   EXPECT_EQ(session.control(0xC0, 9, 1, 2, 10, kStalled), Bytes());
   Bytes sent = {4, 5, 6};
-  device.takeLog();
   EXPECT_EQ(QV_viUsbControlOut(session.handle, 0x40, 9, 1, 2, 3, sent.data()), VI_SUCCESS);
-  EXPECT_EQ(device.takeLog().at(0).setup, (qvsim::UsbSetup{0x40, 9, 1, 2, 3}));
   EXPECT_EQ(session.control(0xC0, 9, 1, 2, 10), sent);
+  device.setHook(nullptr);
+  EXPECT_EQ(requests, (std::vector<qvsim::UsbSetup>{{0xC0, 9, 1, 2, 10}, {0x40, 9, 1, 2, 3}, {0xC0, 9, 1, 2, 10}}));
 }
 
 TEST_F(UsbEndToEnd, APulledInstrumentEndsTheRead) {
   Session session(kInstr);
-  device.setResponseFilter(fault::silent());
-  std::thread puller([this] {
-    EXPECT_TRUE(device.waitForTransfers(kBulkIn, 1));
+  std::promise<void> reading;
+  device.setHook([&](const UsbTransfer& transfer) {
+    if (transfer.endpoint != endpoint::bulkIn) return UsbFate::served;
+    reading.set_value();
+    return UsbFate::silent;
+  });
+  std::thread puller([&] {
+    reading.get_future().wait();
     usb.unplug(device);
   });
   EXPECT_EQ(session.write("*IDN?"), VI_SUCCESS);
@@ -233,86 +233,60 @@ TEST_F(UsbEndToEnd, APulledInstrumentEndsTheRead) {
   EXPECT_TRUE(eventually([this] { return find().empty(); }));
 }
 
+TEST_F(UsbEndToEnd, AnInstrumentThatGoesDuringAWriteEndsIt) {
+  Session session(kInstr);
+  device.setHook(once(endpoint::bulkOut, UsbFate::gone));
+  EXPECT_EQ(session.write("*IDN?"), VI_SUCCESS_DEV_NPRESENT);
+  EXPECT_EQ(session.read(VI_SUCCESS_DEV_NPRESENT), "");
+}
+
 using VirtualUsb = UsbEndToEnd;
 
-TEST_F(VirtualUsb, HasAlternateSettingsAndNoSerialNumber) {
-  qvsim::UsbDescription description = qvsim::instrumentDescription();
-  description.serial = std::nullopt;
-  qvsim::UsbInterface alternate = qvsim::rawInterface();
-  alternate.alternate = 1;
-  alternate.usbClass = {0xFE, 3, 1};
-  description.interfaces = {qvsim::rawInterface(), alternate, qvsim::usbtmcInterface()};
+TEST_F(VirtualUsb, CanLackASerialNumber) {
   usb.unplug(device);
-  usb.plug(description);
-  const std::string raw = "USB0::0x7C5A::0x0042::::0::RAW", instr = "USB0::0x7C5A::0x0042::::INSTR";
-  EXPECT_TRUE(eventually([&] { return find() == std::vector{raw, instr}; }));
+  usb.plug({.serial = ""});
+  const std::string instr = "USB0::0x7C5A::0x0042::::INSTR", raw = "USB0::0x7C5A::0x0042::::1::RAW";
+  EXPECT_TRUE(eventually([&] { return find() == std::vector{instr, raw}; }));
   EXPECT_EQ(Session(instr).query("*IDN?"), "KESTRIX,SIM-1,0,1.0\n");
 }
 
 TEST_F(VirtualUsb, AnswersClassRequests) {
   Session session(kInstr);
   EXPECT_EQ(session.control(0xA1, 7, 0, 0, 24),
-            (Bytes{1, 0, 0, 1, 4, 1, 0, 0, 0, 0, 0, 0, 0, 1, 7, 15, 0, 0, 0, 0, 0, 0, 0, 0}));
+            (Bytes{1, 0, 0, 1, 4, 0, 0, 0, 0, 0, 0, 0, 0, 1, 7, 15, 0, 0, 0, 0, 0, 0, 0, 0}));
   EXPECT_EQ(session.control(0xA1, 64, 0, 0, 1), Bytes{1});
-  EXPECT_EQ(session.control(0xA2, 1, 9, kBulkOut, 2), (Bytes{0x80, 9})) << "nothing to abort";
-  EXPECT_EQ(session.control(0xA2, 3, 9, kBulkIn, 2), (Bytes{0x80, 9}));
+  EXPECT_EQ(session.control(0xA2, 3, 9, endpoint::bulkIn, 2), (Bytes{0x80, 9})) << "nothing to abort";
   session.control(0xA1, 99, 0, 0, 1, kStalled);
   session.control(0xA1, 7, 0, 1, 1, kStalled);  // the raw interface knows no USBTMC
-  const auto after = [&](ViUInt16 mode) {
-    EXPECT_EQ(QV_viGpibControlREN(session.handle, mode), VI_SUCCESS);
-    return device.remoteState();
-  };
-  EXPECT_EQ(after(VI_GPIB_REN_ASSERT), (RemoteState{true, false, false}));
-  session.write("*CLS");
-  EXPECT_EQ(after(VI_GPIB_REN_ASSERT_LLO), (RemoteState{true, true, true}));
-  EXPECT_EQ(after(VI_GPIB_REN_ADDRESS_GTL), (RemoteState{true, false, true}));
-  EXPECT_EQ(after(VI_GPIB_REN_DEASSERT), RemoteState{});
 }
 
 TEST_F(VirtualUsb, StallsUntilCleared) {
   Session session(kInstr);
-  device.haltEndpoint(kBulkOut);
+  device.setHook(once(endpoint::bulkOut, UsbFate::stalled));
   EXPECT_EQ(session.write("*TST?"), kStalled);
-  session.clearHalt(kBulkOut);
+  EXPECT_EQ(session.write("*TST?"), kStalled);
+  session.clearHalt(endpoint::bulkOut);
   EXPECT_EQ(session.write("*TST?"), VI_SUCCESS);
-  device.haltEndpoint(kBulkIn);
+  device.setHook(once(endpoint::bulkIn, UsbFate::stalled));
   EXPECT_EQ(session.read(kStalled), "");
-  session.clearHalt(kBulkIn);
+  session.clearHalt(endpoint::bulkIn);
   EXPECT_EQ(QV_viClear(session.handle), VI_SUCCESS);
   EXPECT_EQ(session.query("*IDN?"), kIdentity);
-  device.answerControl({0x80, 6, 0x0302}, ControlAnswer::silence());
+  device.setHook(once(0, UsbFate::silent));
   session.setTimeout(20);
   session.control(0x80, 6, 0x0302, 0, 10, VI_ERROR_TMO);
-}
-
-TEST_F(VirtualUsb, TakesAPartAndAnswersLate) {
-  Session session(kInstr);
-  device.hold(kBulkOut, 15);
-  session.setTimeout(20);
-  ViUInt32 count = 0;
-  EXPECT_EQ(session.write("*OPC;*TST?", &count), VI_ERROR_TMO);
-  EXPECT_EQ(count, 3U) << "behind the header";
-  device.letGo(kBulkOut);
-  session.setTimeout(60000);
-  device.delay(kBulkIn, 60ms);
-  const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(session.query("*IDN?"), kIdentity);
-  EXPECT_GE(std::chrono::steady_clock::now() - start, 60ms);
 }
 
 TEST_F(VirtualUsb, PacketsEndOrOverrunTransfers) {
   Session raw(kRaw);
   raw.setTimeout(20);
-  device.send(kRawIn, Bytes(512, 'a'), false);
+  EXPECT_EQ(raw.write(std::string(512, 'a')), VI_SUCCESS);
   EXPECT_EQ(raw.read(VI_ERROR_TMO, 1024), std::string(512, 'a')) << "full packets leave it open";
-  device.hold(kRawIn);
-  device.send(kRawIn, Bytes(512, 'b'), false);
-  EXPECT_EQ(raw.read(VI_ERROR_TMO), "");
-  device.letGo(kRawIn);
   raw.setTimeout(60000);
-  device.send(kRawIn, Bytes(2, 'c'));
+  EXPECT_EQ(raw.write(std::string(512, 'b')), VI_SUCCESS);
+  EXPECT_EQ(raw.write("cc"), VI_SUCCESS);
   EXPECT_EQ(raw.read(VI_SUCCESS, 1024), std::string(512, 'b') + "cc");
-  device.send(kRawIn, Bytes(30, 'd'));
+  EXPECT_EQ(raw.write(std::string(30, 'd')), VI_SUCCESS);
   raw.read(VI_ERROR_QUEUE_OVERFLOW, 20);
 }
 
