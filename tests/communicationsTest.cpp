@@ -33,6 +33,8 @@ struct SimulatedLine {
   unsigned maxRate = 4'000'000;
   int lines = TIOCM_DTR | TIOCM_RTS | TIOCM_CTS;
   int unsent = 0;
+  bool crawls = false;                ///< a byte less is unsent each time that it is asked
+  std::optional<int> isTransmitting;  ///< where the driver tells
   int flushes = 0;
   bool breaking = false;
   bool refusesLines = false;
@@ -74,7 +76,9 @@ extern "C" int __wrap_ioctl(int fd, unsigned long request, ...) {
   if (request == TIOCMBIC) return line->lines &= ~*number, line->refusesLines ? -1 : 0;
   if (request == TIOCSBRK || request == TIOCCBRK) return line->breaking = request == TIOCSBRK, 0;
   if (request == TIOCGEXCL) return *number = line->isMarked, 0;
-  if (request == TIOCOUTQ) return *number = line->unsent, 0;
+  if (request == TIOCEXCL || request == TIOCNXCL) return line->isMarked = request == TIOCEXCL, 0;
+  if (request == TIOCOUTQ) return *number = line->unsent, line->unsent -= line->crawls && line->unsent > 0, 0;
+  if (request == TIOCSERGETLSR && line->isTransmitting) return *number = *line->isTransmitting ? 0 : TIOCSER_TEMT, 0;
   if (request == TCFLSH) return line->flushes++, 0;
   return __real_ioctl(fd, request, argument);
 }
@@ -166,19 +170,34 @@ TEST_F(Communications, IsHeldExclusivelyAndKeepsTheSettingsOfTheLine) {
   EXPECT_EQ(after.c_ospeed, before.c_ospeed);
   EXPECT_EQ(after.c_cc[VSTART], before.c_cc[VSTART]);
   EXPECT_EQ(ChildProcess([] { _exit(isBusy() ? 0 : 1); }).exitCode(), 0);
-  for (const bool isOpen : {true, false}) {
-    int mark = -1;
-    ASSERT_EQ(__real_ioctl(other, TIOCGEXCL, &mark), 0);
-    EXPECT_EQ(mark != 0, isOpen);
-    closePort();
-  }
+  int mark = -1;
+  ASSERT_EQ(__real_ioctl(other, TIOCGEXCL, &mark), 0);
+  EXPECT_EQ(mark, 0) << "on a pty it would outlive a holder that dies";
+  closePort();
   EXPECT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
   close(other);
-  // Another program's mark doesn't keep root out by itself.
   line_.isMarked = true;
   simulatedLine = &line_;
   EXPECT_TRUE(isBusy());
+  line_.isMarked = false;
+  open(&line_);
+  EXPECT_TRUE(line_.isMarked);
+  closePort();
+  EXPECT_FALSE(line_.isMarked);
+}
+
+TEST_F(Communications, ALineWithoutBytesIsNotTakenForAVanishedOne) {
   open();
+  termios2 line = {};
+  const int other = ::open(peer_.path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_EQ(__real_ioctl(other, TCGETS2, &line), 0);
+  line.c_cc[VMIN] = 0;
+  ASSERT_EQ(__real_ioctl(other, TCSETS2, &line), 0);
+  setLimits({0, 0, 30, 0, 0});
+  EXPECT_EQ(receive(1), "");
+  ASSERT_TRUE(peer_.send("a"));
+  EXPECT_EQ(receive(1), "a");
+  close(other);
 }
 
 TEST_F(Communications, ReadsKeepTheirTimeLimits) {
@@ -375,6 +394,18 @@ TEST_F(Communications, WhatTheLineIgnoresIsRefusedAndUndone) {
   EXPECT_EQ(state().StopBits, ONESTOPBIT);
 }
 
+TEST_F(Communications, ARateIsSetForBothDirections) {
+  open(&line_);
+  for (const DWORD rate : {9600U, 19'200U}) {
+    line_.settings->c_ospeed = 9600;
+    line_.settings->c_ispeed = 300;
+    DCB dcb = state();
+    dcb.BaudRate = rate;
+    EXPECT_TRUE(SetCommState(port_, &dcb));
+    EXPECT_EQ(line_.settings->c_ispeed, rate);
+  }
+}
+
 TEST_F(Communications, ControlsSwitchTheirLines) {
   open(&line_);
   DCB dcb = state();
@@ -405,19 +436,42 @@ TEST_F(Communications, ControlsSwitchTheirLines) {
   EXPECT_TRUE(GetCommModemStatus(port_, &status) && status == (MS_DSR_ON | MS_RLSD_ON)) << status;
 }
 
-TEST_F(Communications, CloseLeavesNothingBehind) {
-  open(&line_);
-  DCB dcb = state();
-  dcb.fOutxCtsFlow = 1;
-  dcb.fRtsControl = RTS_CONTROL_HANDSHAKE;
-  ASSERT_TRUE(SetCommState(port_, &dcb));
-  ASSERT_TRUE(EscapeCommFunction(port_, SETBREAK));
-  EXPECT_TRUE(line_.breaking);
-  // With the peer's CTS low this output would never leave, and the kernel's close would wait for it.
-  line_.unsent = 5;
-  closePort();
-  EXPECT_FALSE(line_.breaking);
-  EXPECT_EQ(line_.flushes, 1);
+TEST_F(Communications, CloseLeavesNothingBehindThatTheKernelWouldWaitFor) {
+  const struct {
+    const char* what;
+    int unsent;
+    bool crawls;
+    std::optional<int> isTransmitting;
+    bool isCtsOn;
+    bool isDropped;
+    bool keepsHandshake;
+  } cases[] = {
+      {"nothing on its way", 0, false, {}, true, false, true},
+      {"standing still", 5, false, {}, false, true, false},
+      {"crawling", 100'000, true, {}, true, true, false},
+      {"bytes in the adapter", 0, false, 1, false, false, false},
+      {"no bytes in the adapter", 0, false, 0, false, false, true},
+      {"who knows, with the peer not ready", 0, false, {}, false, false, false},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    line_ = {};
+    open(&line_);
+    DCB dcb = state();
+    dcb.fOutxCtsFlow = 1;
+    dcb.fRtsControl = RTS_CONTROL_HANDSHAKE;
+    ASSERT_TRUE(SetCommState(port_, &dcb) && EscapeCommFunction(port_, SETBREAK));
+    EXPECT_TRUE(line_.breaking);
+    line_.unsent = c.unsent;
+    line_.crawls = c.crawls;
+    line_.isTransmitting = c.isTransmitting;
+    line_.lines = c.isCtsOn ? TIOCM_CTS : 0;
+    closePort();
+    EXPECT_FALSE(line_.breaking);
+    EXPECT_EQ(line_.flushes, c.isDropped ? 1 : 0);
+    EXPECT_EQ(line_.unsent > 0, c.isDropped) << "waited for to the end";
+    EXPECT_EQ((line_.settings->c_cflag & CRTSCTS) != 0, c.keepsHandshake);
+  }
 }
 
 }  // namespace

@@ -1,8 +1,9 @@
 #include "communications.h"
 
 #include "DebugMalloc.h"
+#include "descriptor.h"
 #include "deviceDatabase.h"
-#include "osAbstraction.h"
+#include "fastLock.h"
 
 // Not <termios.h>: only the kernel's own header has termios2, and the two don't go together.
 #include <asm/termbits.h>
@@ -16,11 +17,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <new>
 #include <span>
 #include <string_view>
 
@@ -28,16 +31,24 @@ namespace {
 
 /// An open port.
 struct Port {
-  int descriptor;
-  bool hasModemLines;
-  bool isHeld;  ///< by SETXOFF
-  bool isBreaking;
-  bool dtrOn;  ///< the settings; EscapeCommFunction moves the lines without them
-  bool rtsOn;  ///< counts without CTS handshake only
-  COMMTIMEOUTS limits;
-  size_t queueBegin;
-  size_t queueEnd;
+  int descriptor = -1;
+  bool hasModemLines = false;
+  std::atomic<bool> isHeld;  ///< by SETXOFF
+  std::atomic<bool> isBreaking;
+  std::atomic<bool> dtrOn;  ///< the settings; EscapeCommFunction moves the lines without them
+  std::atomic<bool> rtsOn;  ///< counts without CTS handshake only
+
+  os_fastlock_t lock;  ///< guards what follows; not held while anything is waited for
+  COMMTIMEOUTS limits = {};
+  int readers = 0;  ///< threads that receive
+  size_t queueBegin = 0;
+  size_t queueEnd = 0;
   BYTE queue[4096];  ///< received beyond a request; as much as the kernel delivers at once
+
+  Port() { OS_initFastLock(&lock); }
+  ~Port() { OS_deleteFastLock(&lock); }
+  Port(const Port&) = delete;
+  Port& operator=(const Port&) = delete;
 };
 
 Port& portOf(HANDLE handle) {
@@ -47,6 +58,11 @@ Port& portOf(HANDLE handle) {
 bool fail(int error) {
   OS_setLastError(error);
   return false;
+}
+
+COMMTIMEOUTS limitsOf(Port& port) {
+  const FastLockGuard guard(port.lock);
+  return port.limits;
 }
 
 /// An ioctl, with a number or a record as its argument. False leaves the reason in the thread's last error.
@@ -120,14 +136,22 @@ Wait waitFor(const Port& port, short events, Time deadline) {
 
 // --- Opening ---
 
+bool isPty(int descriptor) {
+  constexpr unsigned firstPtyMajor = 136;
+  constexpr unsigned lastPtyMajor = 143;
+  struct stat node = {};
+  return fstat(descriptor, &node) == 0 && major(node.st_rdev) >= firstPtyMajor && major(node.st_rdev) <= lastPtyMajor;
+}
+
 struct Release {
-  /// Gives back what makes the port exclusive: the mark outlives the last close of a pty whose other end is open.
+  /// Gives back what makes the port exclusive.
   void operator()(Port* port) const {
     if (port->descriptor >= 0) {
-      ioctl(port->descriptor, TIOCNXCL);
+      if (!isPty(port->descriptor)) ioctl(port->descriptor, TIOCNXCL);
       flock(port->descriptor, LOCK_UN);
       close(port->descriptor);
     }
+    port->~Port();
     DEBUG_FREE(port);
   }
 };
@@ -142,21 +166,14 @@ int comPortOf(std::string_view name) {
   return error == std::errc{} && end == name.end() ? number : 0;
 }
 
-/// Whether another program holds the device by the exclusive mark, which doesn't keep root out. A pty's mark may be a
-/// dead holder's.
-bool isMarkedByOther(int descriptor) {
-  int mark = 0;
-  struct stat node = {};
-  if (ioctl(descriptor, TIOCGEXCL, &mark) != 0 || mark == 0 || fstat(descriptor, &node) != 0) return false;
-  constexpr unsigned firstPtyMajor = 136;
-  constexpr unsigned lastPtyMajor = 143;
-  return major(node.st_rdev) < firstPtyMajor || major(node.st_rdev) > lastPtyMajor;
-}
-
 /// Takes the lock that keeps out other users of this library, root included, and sets the mark that keeps out the rest.
+/// A pty goes without the mark: there it would outlive a holder that dies, for as long as the other end is open.
 bool makeExclusive(int descriptor) {
   if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) return fail(errno == EWOULDBLOCK ? EBUSY : errno);
-  if (isMarkedByOther(descriptor)) return fail(EBUSY);
+  if (isPty(descriptor)) return true;
+  int mark = 0;
+  // Another program's mark doesn't keep root out by itself.
+  if (ioctl(descriptor, TIOCGEXCL, &mark) == 0 && mark != 0) return fail(EBUSY);
   return control(descriptor, TIOCEXCL, 0);
 }
 
@@ -166,10 +183,8 @@ int openExclusively(const char* path) {
   do {
     descriptor = open(path, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
   } while (descriptor < 0 && errno == EINTR);
-  if (descriptor < 0) {
-    OS_setLastError(errno);
-    return -1;
-  }
+  descriptor = awayFromStandardStreams(descriptor);
+  if (descriptor < 0) return fail(errno), -1;
   if (makeExclusive(descriptor)) return descriptor;
   close(descriptor);
   return -1;
@@ -199,11 +214,9 @@ void noteModemLines(Port& port) {
 }
 
 PortOwner openPort(const char* path) {
-  PortOwner port(static_cast<Port*>(DEBUG_CALLOC(1, sizeof(Port))));
-  if (port == nullptr) {
-    OS_setLastError(ENOMEM);
-    return nullptr;
-  }
+  void* const memory = DEBUG_MALLOC(sizeof(Port));
+  if (memory == nullptr) return fail(ENOMEM), nullptr;
+  PortOwner port(new (memory) Port);
   port->descriptor = openExclusively(path);
   if (port->descriptor < 0 || !makeRaw(port->descriptor)) return nullptr;
   noteModemLines(*port);
@@ -246,7 +259,8 @@ void setFlag(tcflag_t& flags, tcflag_t flag, bool on) {
 }
 
 void writeLine(const DCB& dcb, termios2& line) {
-  if (dcb.BaudRate != line.c_ospeed) {
+  // A line may have been left with another rate for its input.
+  if (dcb.BaudRate != line.c_ospeed || dcb.BaudRate != line.c_ispeed) {
     setFlag(line.c_cflag, CBAUD | CIBAUD, false);
     setFlag(line.c_cflag, BOTHER, true);
     line.c_ospeed = dcb.BaudRate;
@@ -292,16 +306,16 @@ bool isSameLine(const termios2& wanted, const termios2& actual) {
 }
 
 /// Waits until the system has sent what it took over. False: the line stands still, as a peer's handshake may have it
-/// do for ever.
-bool waitForOutput(const Port& port) {
+/// do for ever, or the deadline is over.
+bool waitForOutput(const Port& port, Time deadline) {
   constexpr uint64_t patienceMs = 1000;
   int last = 0;
-  Time deadline = 0;
+  Time standstill = 0;
   for (;;) {
     int count = 0;
     if (ioctl(port.descriptor, TIOCOUTQ, &count) != 0 || count == 0) return true;
-    if (count != last) deadline = msAfter(now(), patienceMs);
-    if (port.isHeld || now() >= deadline) return false;
+    if (count != last) standstill = msAfter(now(), patienceMs);
+    if (port.isHeld || now() >= std::min(standstill, deadline)) return false;
     last = count;
     constexpr timespec pause = {0, nsPerMs};
     nanosleep(&pause, nullptr);
@@ -311,7 +325,7 @@ bool waitForOutput(const Port& port) {
 /// Gives the line its new settings, or leaves it the old ones.
 bool applyLine(const Port& port, const termios2& old, const termios2& wanted) {
   // What is still on its way goes out as it was meant. The kernel's own wait has an end only without handshake.
-  const bool isSent = waitForOutput(port) && !hasCtsHandshake(old);
+  const bool isSent = waitForOutput(port, never) && !hasCtsHandshake(old);
   termios2 actual = wanted;
   const bool isTaken = control(port.descriptor, isSent ? TCSETSW2 : TCSETS2, &actual);
   if (!isTaken && OS_getLastError() != EINVAL) return false;
@@ -355,8 +369,34 @@ bool setRts(const Port& port, bool on) {
   return hasCtsHandshake(line) ? fail(ERROR_INVALID_PARAMETER) : switchModemLines(port, TIOCM_RTS, on);
 }
 
+/// Whether an adapter may hold bytes back for its peer's CTS. To the system they are sent.
+bool mayHoldBytes(const Port& port) {
+  unsigned transmitter = 0;
+  if (ioctl(port.descriptor, TIOCSERGETLSR, &transmitter) == 0) return (transmitter & TIOCSER_TEMT) == 0;
+  int lines = 0;
+  return ioctl(port.descriptor, TIOCMGET, &lines) == 0 && (lines & TIOCM_CTS) == 0;
+}
+
+/// Lets what was written leave before the close, for a while: the kernel's close would wait half a minute for a line
+/// that stands still.
+void endOutput(const Port& port) {
+  constexpr uint64_t longestMs = 1500;
+  const bool isSent = waitForOutput(port, msAfter(now(), longestMs));
+  if (!isSent) ioctl(port.descriptor, TCFLSH, TCOFLUSH);
+  termios2 line = {};
+  const bool hasLine = ioctl(port.descriptor, TCGETS2, &line) == 0;
+  if (hasLine && (!isSent || (hasCtsHandshake(line) && mayHoldBytes(port)))) {
+    // Adapters that can't drop their bytes send them at once when no handshake keeps them.
+    setFlag(line.c_cflag, CRTSCTS, false);
+    setFlag(line.c_iflag, IXON, false);
+    ioctl(port.descriptor, TCSETS2, &line);
+  }
+  if (port.isHeld) ioctl(port.descriptor, TCXONC, TCOON);
+}
+
 // --- Transfer ---
 
+/// The lock is held.
 size_t takeQueued(Port& port, std::span<BYTE> room) {
   const size_t count = std::min(room.size(), port.queueEnd - port.queueBegin);
   std::copy_n(port.queue + port.queueBegin, count, room.data());
@@ -364,19 +404,22 @@ size_t takeQueued(Port& port, std::span<BYTE> room) {
   return count;
 }
 
-/// Takes bytes from the kernel, those beyond `room` into the queue, which must be empty.
+/// Takes bytes from the queue or, when that is empty, from the kernel, those beyond `room` into the queue.
 /// @param isBroken  the line has nothing to wait for, so that no byte is a failure
 /// @return the count for `room`, 0 if there is nothing now, -1 if the line failed
 ssize_t fetch(Port& port, std::span<BYTE> room, bool isBroken) {
-  const bool isDirect = room.size() >= sizeof port.queue;
+  const FastLockGuard guard(port.lock);
+  if (const size_t queued = takeQueued(port, room); queued > 0) return static_cast<ssize_t>(queued);
+  // Another thread that waits for bytes is woken by those in the kernel only.
+  const bool isDirect = room.size() >= sizeof port.queue || port.readers > 1;
   ssize_t count = 0;
   do {
     count = isDirect ? read(port.descriptor, room.data(), room.size())
                      : read(port.descriptor, port.queue, sizeof port.queue);
   } while (count < 0 && errno == EINTR);
-  const bool isEmpty = count < 0 && errno == EAGAIN;
+  // A line that was hung up reads like the end of a file, and so does one without bytes whose VMIN somebody set to 0.
+  const bool isEmpty = count == 0 ? isAlive(port) : count < 0 && errno == EAGAIN;
   if (isEmpty && !isBroken) return 0;
-  // A line that was hung up reads like the end of a file.
   if (count <= 0) return fail(count == 0 || isEmpty ? EIO : errno), -1;
   if (isDirect) return count;
   port.queueBegin = 0;
@@ -405,10 +448,28 @@ struct ReadRule {
   }
 };
 
+/// Counts a thread among those that receive.
+class Receiving {
+public:
+  explicit Receiving(Port& port) : port_(port) { count(1); }
+  ~Receiving() { count(-1); }
+  Receiving(const Receiving&) = delete;
+  Receiving& operator=(const Receiving&) = delete;
+
+private:
+  void count(int change) {
+    const FastLockGuard guard(port_.lock);
+    port_.readers += change;
+  }
+
+  Port& port_;
+};
+
 /// Fills `room`, as long as the rule allows.
 /// @return the count, or -1 if the line failed before any byte came
 ssize_t receive(Port& port, std::span<BYTE> room, ReadRule rule) {
-  size_t count = takeQueued(port, room);
+  const Receiving receiving(port);
+  size_t count = 0;
   Wait wait = Wait::Ready;
   while (count < room.size()) {
     const ssize_t fetched = fetch(port, room.subspan(count), wait == Wait::Broken);
@@ -455,15 +516,9 @@ HANDLE CreateFileA(const char* name, DWORD access, DWORD shareMode, SECURITY_ATT
 }
 
 BOOL CloseHandle(HANDLE handle) {
-  PortOwner port(&portOf(handle));
-  const int descriptor = port->descriptor;
-  if (port->isBreaking) ioctl(descriptor, TIOCCBRK);
-  // The kernel's close would wait half a minute for a line that stands still.
-  termios2 line = {};
-  const bool mayStall =
-      port->isHeld || (ioctl(descriptor, TCGETS2, &line) == 0 && (hasCtsHandshake(line) || (line.c_iflag & IXON) != 0));
-  if (mayStall && !waitForOutput(*port)) ioctl(descriptor, TCFLSH, TCOFLUSH);
-  if (port->isHeld) ioctl(descriptor, TCXONC, TCOON);
+  const PortOwner port(&portOf(handle));
+  if (port->isBreaking) ioctl(port->descriptor, TIOCCBRK);
+  endOutput(*port);
   return TRUE;
 }
 
@@ -519,15 +574,16 @@ BOOL GetCommProperties(HANDLE handle, COMMPROP* properties) {
 }
 
 BOOL GetCommTimeouts(HANDLE handle, COMMTIMEOUTS* timeouts) {
-  const Port& port = portOf(handle);
+  Port& port = portOf(handle);
   if (!isAlive(port)) return FALSE;
-  *timeouts = port.limits;
+  *timeouts = limitsOf(port);
   return TRUE;
 }
 
 BOOL SetCommTimeouts(HANDLE handle, COMMTIMEOUTS* timeouts) {
   Port& port = portOf(handle);
   if (!isAlive(port)) return FALSE;
+  const FastLockGuard guard(port.lock);
   port.limits = *timeouts;
   return TRUE;
 }
@@ -541,9 +597,10 @@ BOOL GetCommModemStatus(HANDLE handle, DWORD* status) {
 }
 
 BOOL ClearCommError(HANDLE handle, DWORD* errors, COMSTAT* status) {
-  const Port& port = portOf(handle);
+  Port& port = portOf(handle);
   int waiting = 0;
   int unsent = 0;
+  const FastLockGuard guard(port.lock);
   if (!control(port.descriptor, FIONREAD, &waiting) || !control(port.descriptor, TIOCOUTQ, &unsent)) return FALSE;
   if (errors != nullptr) *errors = 0;
   if (status == nullptr) return TRUE;
@@ -576,13 +633,14 @@ BOOL EscapeCommFunction(HANDLE handle, DWORD function) {
 
 BOOL ReadFile(HANDLE handle, void* buffer, DWORD size, DWORD* received, OVERLAPPED*) {
   Port& port = portOf(handle);
-  const ssize_t count = receive(port, {static_cast<BYTE*>(buffer), size}, ReadRule(port.limits, size));
+  const ssize_t count = receive(port, {static_cast<BYTE*>(buffer), size}, ReadRule(limitsOf(port), size));
   *received = count > 0 ? static_cast<DWORD>(count) : 0;
   return count >= 0;
 }
 
 DWORD TakeReceived(HANDLE handle, void* buffer, DWORD size, const bool (&isWanted)[256]) {
   Port& port = portOf(handle);
+  const FastLockGuard guard(port.lock);
   auto* room = static_cast<BYTE*>(buffer);
   const BYTE* next = port.queue + port.queueBegin;
   const BYTE* end = next + std::min<size_t>(size, port.queueEnd - port.queueBegin);
@@ -592,8 +650,9 @@ DWORD TakeReceived(HANDLE handle, void* buffer, DWORD size, const bool (&isWante
 }
 
 BOOL WriteFile(HANDLE handle, const void* buffer, DWORD size, DWORD* sent, OVERLAPPED*) {
-  const Port& port = portOf(handle);
-  const TotalLimit limit(port.limits.WriteTotalTimeoutMultiplier, size, port.limits.WriteTotalTimeoutConstant);
+  Port& port = portOf(handle);
+  const COMMTIMEOUTS limits = limitsOf(port);
+  const TotalLimit limit(limits.WriteTotalTimeoutMultiplier, size, limits.WriteTotalTimeoutConstant);
   *sent = 0;
   return transmit(port, {static_cast<const BYTE*>(buffer), size}, limit, sent);
 }

@@ -2,8 +2,9 @@
 /// system's own; elsewhere a stand-in over the kernel's terminal devices.
 ///
 /// A call that answers FALSE (CreateFileA: INVALID_HANDLE_VALUE) leaves the reason in the thread's last error
-/// (OS_getLastError): an errno number, or ERROR_INVALID_PARAMETER for a setting that the line refused. A handle may be
-/// used by one thread at a time.
+/// (OS_getLastError): an errno number, or ERROR_INVALID_PARAMETER for a setting that the line refused. Any
+/// thread may call any of these on a handle, up to CloseHandle: bytes reach whichever thread asks first, and no wait
+/// holds up another thread's call.
 #pragma once
 
 #include "systemErrors.h"
@@ -133,8 +134,9 @@ constexpr DWORD CLRDTR = 6;
 constexpr DWORD SETBREAK = 8;
 constexpr DWORD CLRBREAK = 9;
 
-/// Opens a serial port for this caller alone: no other process and no other handle gets it until CloseHandle. The line
-/// keeps its settings but for the raw mode: bytes arrive as they were sent.
+/// Opens a serial port for this caller alone: no other handle gets it until CloseHandle, and no other process, except
+/// for a pty, which is kept from users of this library only. The line keeps its settings but for the raw mode: bytes
+/// arrive as they were sent.
 /// @param name          `\\.\COM<n>`, looked up in the device database at every call
 /// @param access        GENERIC_READ | GENERIC_WRITE; the further arguments 0, null, OPEN_EXISTING, 0, null. Anything
 ///                      else is refused
@@ -143,7 +145,9 @@ constexpr DWORD CLRBREAK = 9;
 HANDLE CreateFileA(const char* name, DWORD access, DWORD shareMode, SECURITY_ATTRIBUTES* security, DWORD disposition,
                    DWORD flags, HANDLE templateFile);
 
-/// Gives the port back and frees the handle. Always TRUE.
+/// Gives the port back and frees the handle, the last call on it. Output still on its way gets 1.5 s to leave; what a
+/// line that stands still or crawls hasn't sent by then is dropped, and its handshake switched off, so that the close
+/// takes 2 s at most. Always TRUE.
 BOOL CloseHandle(HANDLE port);
 
 /// Fills `*dcb` with the line's present settings. fDtrControl and fRtsControl are the settings, not the level of the
