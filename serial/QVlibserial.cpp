@@ -2,6 +2,7 @@
 
 #include "DebugMalloc.h"
 #include "errorTexts.h"
+#include "fastLock.h"
 #include "helper.h"
 
 #include <algorithm>
@@ -285,9 +286,27 @@ qv_status qvls_GetListOfSerialPorts(qvlsPortList_t** ppqvlsPList, qvlsTblPortSrc
 
 // --- Open and close --------------------------------------------------------------------------------------------------
 
+/// Guards what threads share of a node. One that isn't open has no lock and belongs to one thread.
+class NodeGuard {
+public:
+  explicit NodeGuard(const qvlsPort_t& node) : lock_(node.wHdl ? &node.lock : nullptr) {
+    if (lock_) OS_lockFast(lock_);
+  }
+  ~NodeGuard() {
+    if (lock_) OS_unlockFast(lock_);
+  }
+  NodeGuard(const NodeGuard&) = delete;
+  NodeGuard& operator=(const NodeGuard&) = delete;
+
+private:
+  os_fastlock_t* lock_;
+};
+
 qv_status qvls_UpdateWindowsError(qvlsPort_t* pNode, BOOL wResult) {
   if (wResult) return QVLS_SUCCESS;
-  pNode->wErr = GetLastError();
+  const DWORD error = GetLastError();
+  const NodeGuard guard(*pNode);
+  pNode->wErr = error;
   systemErrorMessage(pNode->wErr, errorTextLanguage, pNode->wErrBuf, sizeof(pNode->wErrBuf));
   return QVLS_ERR_WINDOWS;
 }
@@ -340,17 +359,31 @@ qv_status qvls_ClosePort(qvlsPort_t** ppPortNode) {
   return status;
 }
 
-/// Brings the node's copy of the settings up to the port.
-static qv_status refreshSettings(qvlsPort_t* node) {
-  DCB settings = node->cDcb;
+static DCB settingsOf(const qvlsPort_t* node) {
+  const NodeGuard guard(*node);
+  return node->cDcb;
+}
+
+static void storeSettings(qvlsPort_t* node, const DCB& settings) {
+  const NodeGuard guard(*node);
+  node->cDcb = settings;
+}
+
+/// Reads the port's settings, and brings the node's copy up to them unless a change is under way, which will do it.
+static qv_status refreshSettings(qvlsPort_t* node, DCB& settings) {
+  const bool mayStore = OS_tryLockFast(&node->changing);
+  settings = settingsOf(node);
   const qv_status status = qvls_UpdateWindowsError(node, GetCommState(node->wHdl, &settings));
-  if (status == QVLS_SUCCESS) node->cDcb = settings;
+  if (!mayStore) return status;
+  if (status == QVLS_SUCCESS) storeSettings(node, settings);
+  OS_unlockFast(&node->changing);
   return status;
 }
 
 /// Reads what the open port has, and gives it the node's timeouts.
 static qv_status prepareOpenPort(qvlsPort_t* node) {
-  qv_status status = refreshSettings(node);
+  DCB settings = {};
+  qv_status status = refreshSettings(node, settings);
   if (status == QVLS_SUCCESS) status = qvls_UpdateWindowsError(node, GetCommProperties(node->wHdl, &node->cProp));
   if (status == QVLS_SUCCESS) status = qvls_UpdateWindowsError(node, GetCommTimeouts(node->wHdl, &node->cTimo));
   if (status == QVLS_SUCCESS) status = qvls_SetTimeouts(node, node->tReadTimo_ms, node->tWriteTimo_ms);
@@ -361,12 +394,11 @@ qv_status qvls_OpenComPort(qvlsPort_t* pNode) {
   std::snprintf(pNode->devFileName, sizeof(pNode->devFileName), "\\\\.\\COM%d", pNode->comPort);
   HANDLE port = CreateFileA(pNode->devFileName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
   if (port == INVALID_HANDLE_VALUE) return qvls_UpdateWindowsError(pNode, FALSE);
+  OS_initFastLock(&pNode->changing);
+  OS_initFastLock(&pNode->lock);
   pNode->wHdl = port;
   const qv_status status = prepareOpenPort(pNode);
-  if (status != QVLS_SUCCESS) {
-    CloseHandle(port);
-    pNode->wHdl = nullptr;
-  }
+  if (status != QVLS_SUCCESS) qvls_CloseHandle(pNode);
   return status;
 }
 
@@ -384,10 +416,11 @@ qv_status qvls_GetPortOpenState(const qvlsPort_t* pNode, int* isOpen) {
 
 // --- Settings --------------------------------------------------------------------------------------------------------
 
-/// Gives the settings to the port, and to the node if the port took them.
+/// Gives the settings to the port, and to the node if the port took them. The caller holds `changing`, from before it
+/// read the settings that it has changed.
 static qv_status applySettings(qvlsPort_t* node, DCB settings) {
   const qv_status status = qvls_UpdateWindowsError(node, SetCommState(node->wHdl, &settings));
-  if (status == QVLS_SUCCESS) node->cDcb = settings;
+  if (status == QVLS_SUCCESS) storeSettings(node, settings);
   return status;
 }
 
@@ -396,7 +429,7 @@ static constexpr int stopBitsByCode[] = {10, 15, 20};
 
 qv_status qvls_GetPortMode(const qvlsPort_t* pNode, int* baudRate, int* dataBits, int* parity, int* stopBits) {
   if (const qv_status status = checkOpen(pNode); status != QVLS_SUCCESS) return status;
-  const DCB& settings = pNode->cDcb;
+  const DCB settings = settingsOf(pNode);
   if (parity && settings.Parity > SPACEPARITY) return VI_ERROR_NSUP_MODE;
   if (stopBits && settings.StopBits > TWOSTOPBITS) return VI_ERROR_NSUP_MODE;
   deliver(baudRate, settings.BaudRate);
@@ -408,7 +441,8 @@ qv_status qvls_GetPortMode(const qvlsPort_t* pNode, int* baudRate, int* dataBits
 
 qv_status qvls_SetPortMode(qvlsPort_t* pNode, int baudRate, int dataBits, int parity, int stopBits) {
   if (const qv_status status = checkOpen(pNode); status != QVLS_SUCCESS) return status;
-  DCB settings = pNode->cDcb;
+  const FastLockGuard changing(pNode->changing);
+  DCB settings = settingsOf(pNode);
   if (parity >= 0) {
     if (parity > SPACEPARITY) return VI_ERROR_NSUP_MODE;
     settings.Parity = static_cast<BYTE>(parity);
@@ -426,7 +460,7 @@ qv_status qvls_SetPortMode(qvlsPort_t* pNode, int baudRate, int dataBits, int pa
 qv_status qvls_GetPortHandshake(const qvlsPort_t* pNode, int* fOutCtsFlow, int* fOutDrsFlow, int* fRtsControl,
                                 int* fDtrControl) {
   if (const qv_status status = checkOpen(pNode); status != QVLS_SUCCESS) return status;
-  const DCB& settings = pNode->cDcb;
+  const DCB settings = settingsOf(pNode);
   deliver(fOutCtsFlow, settings.fOutxCtsFlow);
   deliver(fOutDrsFlow, settings.fOutxDsrFlow);
   deliver(fRtsControl, settings.fRtsControl);
@@ -436,7 +470,8 @@ qv_status qvls_GetPortHandshake(const qvlsPort_t* pNode, int* fOutCtsFlow, int* 
 
 qv_status qvls_SetPortHandshake(qvlsPort_t* pNode, int fOutCtsFlow, int fOutDrsFlow, int fRtsControl, int fDtrControl) {
   if (const qv_status status = checkOpen(pNode); status != QVLS_SUCCESS) return status;
-  DCB settings = pNode->cDcb;
+  const FastLockGuard changing(pNode->changing);
+  DCB settings = settingsOf(pNode);
   if (fOutCtsFlow >= 0) settings.fOutxCtsFlow = static_cast<DWORD>(fOutCtsFlow) & 1U;
   if (fOutDrsFlow >= 0) settings.fOutxDsrFlow = static_cast<DWORD>(fOutDrsFlow) & 1U;
   if (fRtsControl >= 0) settings.fRtsControl = static_cast<DWORD>(fRtsControl) & 3U;
@@ -446,6 +481,7 @@ qv_status qvls_SetPortHandshake(qvlsPort_t* pNode, int fOutCtsFlow, int fOutDrsF
 
 qv_status qvls_GetTimeouts(const qvlsPort_t* pNode, int* readTimo_ms, int* writeTimo_ms) {
   if (const qv_status status = checkOpen(pNode); status != QVLS_SUCCESS) return status;
+  const NodeGuard guard(*pNode);
   deliver(readTimo_ms, pNode->tReadTimo_ms);
   deliver(writeTimo_ms, pNode->tWriteTimo_ms);
   return QVLS_SUCCESS;
@@ -453,6 +489,7 @@ qv_status qvls_GetTimeouts(const qvlsPort_t* pNode, int* readTimo_ms, int* write
 
 qv_status qvls_SetTimeouts(qvlsPort_t* pNode, int readTimo_ms, int writeTimo_ms) {
   if (const qv_status status = checkOpen(pNode); status != QVLS_SUCCESS) return status;
+  const NodeGuard guard(*pNode);
   COMMTIMEOUTS& timeouts = pNode->cTimo;
   if (readTimo_ms >= 0) {
     const bool waits = readTimo_ms > 0;
@@ -489,15 +526,17 @@ static unsigned int lineState(DWORD control) {
 }
 
 static qv_status readDtrControl(qvlsPort_t* node, unsigned int* state) {
-  if (const qv_status status = refreshSettings(node); status != QVLS_SUCCESS) return status;
-  if (node->cDcb.fDtrControl > DTR_CONTROL_HANDSHAKE) return QVLS_ERR_MISMATCH;
-  *state = lineState(node->cDcb.fDtrControl);
+  DCB settings = {};
+  if (const qv_status status = refreshSettings(node, settings); status != QVLS_SUCCESS) return status;
+  if (settings.fDtrControl > DTR_CONTROL_HANDSHAKE) return QVLS_ERR_MISMATCH;
+  *state = lineState(settings.fDtrControl);
   return QVLS_SUCCESS;
 }
 
 static qv_status readRtsControl(qvlsPort_t* node, unsigned int* state) {
-  const qv_status status = refreshSettings(node);
-  if (status == QVLS_SUCCESS) *state = lineState(node->cDcb.fRtsControl);
+  DCB settings = {};
+  const qv_status status = refreshSettings(node, settings);
+  if (status == QVLS_SUCCESS) *state = lineState(settings.fRtsControl);
   return status;
 }
 
@@ -533,10 +572,10 @@ qv_status qvls_GetAttribute(qvlsPort_t* pNode, unsigned int attr, unsigned int* 
   case VI_ATTR_ASRL_RTS_STATE:
     return readRtsControl(pNode, attrVal);
   case VI_ATTR_ASRL_XON_CHAR:
-    *attrVal = signExtended(pNode->cDcb.XonChar);
+    *attrVal = signExtended(settingsOf(pNode).XonChar);
     return status;
   case VI_ATTR_ASRL_XOFF_CHAR:
-    *attrVal = signExtended(pNode->cDcb.XoffChar);
+    *attrVal = signExtended(settingsOf(pNode).XoffChar);
     return status;
   default:
     return QVLS_ERR_INVAL_PARAM1;
@@ -550,13 +589,15 @@ static qv_status escape(qvlsPort_t* node, DWORD function) {
 /// Fixes an output line, which a port may refuse while the line is under handshake.
 static qv_status setLine(qvlsPort_t* node, unsigned int state, DWORD setFunction, DWORD clearFunction) {
   if (state > 1) return QVLS_ERR_INVAL_PARAM3;
-  const qv_status status = escape(node, state ? setFunction : clearFunction);
-  const bool refused = status == QVLS_ERR_WINDOWS && node->wErr == QVH_SERIAL_COMM_ERR_WRONG_PARAM;
-  return refused ? QVLS_ERR_ASRL_PARAM_WRONG : status;
+  if (EscapeCommFunction(node->wHdl, state ? setFunction : clearFunction)) return QVLS_SUCCESS;
+  const DWORD error = GetLastError();
+  const qv_status status = qvls_UpdateWindowsError(node, FALSE);
+  return error == QVH_SERIAL_COMM_ERR_WRONG_PARAM ? QVLS_ERR_ASRL_PARAM_WRONG : status;
 }
 
 static qv_status setFlowCharacter(qvlsPort_t* node, char DCB::*character, unsigned int value) {
-  DCB settings = node->cDcb;
+  const FastLockGuard changing(node->changing);
+  DCB settings = settingsOf(node);
   settings.*character = static_cast<char>(value & 0xFFU);
   return applySettings(node, settings);
 }

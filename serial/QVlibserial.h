@@ -4,8 +4,13 @@
 /// moment; qvls_OpenPort gives a node of its own with the open port in it, which its opener closes with qvls_ClosePort.
 ///
 /// Arguments are checked in their order, before anything is changed: QVLS_ERR_INVAL_PARAM1 to 3 name the faulty one by
-/// its place. After QVLS_ERR_WINDOWS, `wErr` and `wErrBuf` of the node tell what the platform said. There are no locks
-/// here: a list, a table of criteria and a node must not be used from two threads at once.
+/// its place. After QVLS_ERR_WINDOWS, `wErr` and `wErrBuf` of the node tell what the platform said.
+///
+/// Threads: a node is opened and closed by one thread, while no other uses it. In between, any thread may call anything
+/// on it: settings and bytes stay whole, of two changes of one setting the later one holds, two reads share the bytes
+/// that come, and a call that waits holds up no other, except that a change of the line's settings waits for the end of
+/// one under way. The text of the last failure is the node's, so that another thread's failure may replace it. Lists
+/// and tables of criteria must not be used from two threads at once.
 #pragma once
 
 #include "qvls_helper.h"

@@ -106,9 +106,18 @@ qv_status qvls_AddSerialPortNodeToRing(qvlsPortList_t* pPortList, qvlsPort_t* pN
   return QVLS_SUCCESS;
 }
 
+bool qvls_CloseHandle(qvlsPort_t* pNode) {
+  if (!pNode->wHdl) return true;
+  const bool closed = CloseHandle(pNode->wHdl);
+  pNode->wHdl = nullptr;
+  OS_deleteFastLock(&pNode->changing);
+  OS_deleteFastLock(&pNode->lock);
+  return closed;
+}
+
 qv_status qvls_CloseSerialPortNode(qvlsPort_t* pNode) {
   if (!pNode) return QVLS_SUCCESS;
-  const bool closed = !pNode->wHdl || CloseHandle(pNode->wHdl);
+  const bool closed = qvls_CloseHandle(pNode);
   DEBUG_FREE(pNode);
   return closed ? QVLS_SUCCESS : QVLS_ERR_WINDOWS;
 }

@@ -1,11 +1,13 @@
 /// The records of the serial port library, the ring of port nodes, and what discovery asks about one device.
 ///
-/// Nothing here takes a lock: a list, a node and a table belong to whoever made them.
+/// Nothing here takes a lock: a list, a table and a node that isn't open belong to the thread that made them. An open
+/// node may be used by several threads through QVlibserial.h, up to its close.
 #pragma once
 
 #include "communications.h"
 #include "deviceDatabase.h"
 #include "export.h"
+#include "osAbstraction.h"
 
 /// Status of the serial port library: 0 success, negative errors, positive warnings.
 using qv_status = int;
@@ -68,6 +70,9 @@ struct qvlsPort_t {
   COMMTIMEOUTS cTimo;                          ///< the port's timeouts
   int tReadTimo_ms;                            ///< read timeout
   int tWriteTimo_ms;                           ///< write timeout
+  os_fastlock_t changing;      ///< held for the length of a change of `cDcb`, which may wait for the line; exists while
+                               ///< the port is open, as does the next one
+  mutable os_fastlock_t lock;  ///< guards `wErr` to `tWriteTimo_ms`; never held across a wait; taken after `changing`
 };
 
 /// The head of a ring. It owns its nodes.
@@ -102,6 +107,9 @@ QVVISA_API qv_status qvls_AddSerialPortNodeToRing(qvlsPortList_t* pPortList, qvl
 /// Closes the port if it is open, and frees the node, which must not be in a list. A null node is success.
 /// @retval QVLS_ERR_WINDOWS  the port's handle didn't close; the node is freed all the same
 QVVISA_API qv_status qvls_CloseSerialPortNode(qvlsPort_t* pNode);
+
+/// Closes the node's port, if it is open; false if its handle didn't close. The node is closed all the same.
+bool qvls_CloseHandle(qvlsPort_t* pNode);
 
 /// Whether the device is a serial port, by its driver key: notes the number of the driver's instance.
 /// @retval QVLS_ERR_NFOUND  it isn't

@@ -1,6 +1,6 @@
 // Serial messages on a pseudo terminal: end conditions, end marks, time limits, and a peer in another process.
 
-#include "QVvisa.h"
+#include "QVvisaAsrlDevice.h"
 #include "QVvisaPrivate.h"
 #include "support/childProcess.h"
 #include "support/serialPeer.h"
@@ -8,9 +8,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <numeric>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -184,6 +187,71 @@ TEST(SerialMessages, ComeFromAListedPortThatOneSessionHolds) {
   EXPECT_STREQ(desc, "ASRL7::INSTR");
   ViSession second = 0;
   EXPECT_LT(QV_viOpen(QV_DEFAULT_RM_SESSION_HANDLE, desc, VI_NO_LOCK, 0, &second), 0);
+}
+
+/// Threads that read, write and set attributes of one session, and close it under a read that waits.
+TEST(SerialMessages, StayWholeWithThreadsOnOneSession) {
+  constexpr size_t kBytes = 200'000;
+  constexpr size_t kWrites = 200;
+  const SerialLine line({kNoEndIn, {VI_ATTR_TMO_VALUE, 20'000}});
+  std::atomic<bool> isDone{false};
+  std::atomic<size_t> received[256] = {};
+  std::atomic<size_t> rest = kBytes;
+  const auto readUpTo = [&](ViUInt32 size) {
+    while (rest > 0) {
+      // What is left belongs to the threads together; the other may have taken it meanwhile.
+      const auto wanted = std::min<size_t>(size, rest.load() / 2 + 1);
+      std::vector<ViByte> buf(wanted);
+      ViUInt32 count = 0;
+      size_t before = rest;
+      while (before >= wanted && !rest.compare_exchange_weak(before, before - wanted)) continue;
+      if (before < wanted) continue;
+      EXPECT_EQ(QV_viRead(line.vi, buf.data(), static_cast<ViUInt32>(wanted), &count), VI_SUCCESS);
+      EXPECT_EQ(count, wanted);
+      for (const ViByte byte : buf) ++received[byte];
+    }
+  };
+  const auto setAndGet = [&](ViAttrState value) {
+    char text[MAX_BUF_SIZE_ATTR];
+    while (!isDone) {
+      line.set({VI_ATTR_TMO_VALUE, 20'000 + value});
+      line.set({VI_ATTR_ASRL_BAUD, 9600 * value});
+      line.set({VI_ATTR_ASRL_XON_CHAR, value});
+      line.set({VI_ATTR_TERMCHAR, value});
+      for (const ViAttr attr : {VI_ATTR_TMO_VALUE, VI_ATTR_ASRL_BAUD, VI_ATTR_ASRL_RTS_STATE, VI_ATTR_ASRL_AVAIL_NUM,
+                                VI_ATTR_INTF_INST_NAME}) {
+        EXPECT_EQ(QV_viGetAttribute(line.vi, attr, text), VI_SUCCESS);
+      }
+    }
+  };
+  std::string all(256, '\0');
+  std::iota(all.begin(), all.end(), '\0');
+  size_t sent[256] = {};
+  for (size_t i = 0; i < kBytes; ++i) ++sent[i % 256];
+  {
+    std::string stream;
+    while (stream.size() < kBytes) stream += all;
+    stream.resize(kBytes);
+    const std::jthread source([&] { EXPECT_TRUE(line.peer.send(stream)); });
+    const std::jthread sink([&] { EXPECT_EQ(line.peer.receive(kWrites * all.size()).size(), kWrites * all.size()); });
+    const std::jthread setters[] = {std::jthread(setAndGet, 1), std::jthread(setAndGet, 2)};
+    std::jthread users[] = {std::jthread(readUpTo, 1), std::jthread(readUpTo, 7000), std::jthread([&] {
+                              for (size_t i = 0; i < kWrites; ++i) EXPECT_EQ(line.send(all), all);
+                            })};
+    for (auto& user : users) user.join();
+    isDone = true;
+  }
+  EXPECT_TRUE(std::equal(sent, sent + 256, received)) << "a byte was lost or came twice";
+  ViUInt32 limit = 0;
+  EXPECT_EQ(QV_viGetAttribute(line.vi, VI_ATTR_TMO_VALUE, &limit), VI_SUCCESS);
+  EXPECT_EQ(static_cast<int>(limit), gpQvvisa->device[0]->qvlsDev->asrlDev->tReadTimo_ms) << "said and done";
+
+  std::jthread readers[] = {sleepingThread([&] { EXPECT_EQ(line.receive(1).size(), 1U); }),
+                            sleepingThread([&] { EXPECT_EQ(line.receive(1).size(), 1U); })};
+  EXPECT_EQ(QV_viClose(line.vi), VI_SUCCESS);
+  ASSERT_TRUE(line.peer.send("ab"));
+  for (auto& reader : readers) reader.join();
+  EXPECT_FALSE(QVvisa_isUp());
 }
 
 }  // namespace

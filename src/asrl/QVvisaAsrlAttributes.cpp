@@ -1,6 +1,8 @@
 #include "QVvisaAsrlAttributes.h"
 
 #include "QVvisaAttributeValue.h"
+#include "QVvisaShared.h"
+#include "fastLock.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -19,7 +21,7 @@ constexpr int kUnchanged = -1;
 
 template <auto Field>
 ViStatus field(Device& device, ViAttr, void* attrValue) {
-  return QVvisa_deliver(attrValue, device.*Field);
+  return QVvisa_deliver(attrValue, loadShared(device.*Field));
 }
 
 template <auto Value>
@@ -90,13 +92,13 @@ ViStatus notSettable(Device&, ViAttr, ViAttrState) {
 
 template <auto Field>
 ViStatus storeByte(Device& device, ViAttr, ViAttrState value) {
-  device.*Field = static_cast<ViUInt8>(value);
+  storeShared(device.*Field, static_cast<ViUInt8>(value));
   return VI_SUCCESS;
 }
 
 template <auto Field>
 ViStatus storeBoolean(Device& device, ViAttr, ViAttrState value) {
-  device.*Field = value ? VI_TRUE : VI_FALSE;
+  storeShared(device.*Field, value ? VI_TRUE : VI_FALSE);
   return VI_SUCCESS;
 }
 
@@ -104,49 +106,51 @@ ViStatus storeBoolean(Device& device, ViAttr, ViAttrState value) {
 template <auto Field, ViAttrState Largest>
 ViStatus storeUpTo(Device& device, ViAttr, ViAttrState value) {
   if (value > Largest) return VI_ERROR_NSUP_MODE;
-  device.*Field = static_cast<ViUInt16>(value);
+  storeShared(device.*Field, static_cast<ViUInt16>(value));
   return VI_SUCCESS;
 }
 
 /// Only the low 16 bits count here.
 ViStatus setDiscardNull(Device& device, ViAttr, ViAttrState value) {
-  device.asrlDiscNul = (value & 0xFFFF) ? VI_TRUE : VI_FALSE;
+  storeShared(device.asrlDiscNul, (value & 0xFFFF) ? VI_TRUE : VI_FALSE);
   return VI_SUCCESS;
 }
 
 ViStatus setProtocol(Device& device, ViAttr, ViAttrState value) {
   const auto protocol = static_cast<uint16_t>(value);
   if (protocol != VI_PROT_NORMAL && protocol != VI_PROT_4882_STRS) return VI_ERROR_NSUP_ATTR_STATE;
-  device.asrlIoProt = protocol;
+  storeShared(device.asrlIoProt, protocol);
   return VI_SUCCESS;
 }
 
 ViStatus setBreakLength(Device& device, ViAttr, ViAttrState value) {
   const auto length = static_cast<ViInt16>(value);
   if (length < QVVISA_ASRL_BREAK_LEN_MIN || length > QVVISA_ASRL_BREAK_LEN_MAX) return VI_ERROR_NSUP_ATTR_STATE;
-  device.asrlBreakLen = length;
+  storeShared(device.asrlBreakLen, length);
   return VI_SUCCESS;
 }
 
 /// A value with the top bit set, VI_TMO_INFINITE among them, leaves the port's limits as they are.
 ViStatus setTimeout(Device& device, ViAttr, ViAttrState value) {
-  device.asrlTimo_ms = value;
+  const FastLockGuard inStep(device.asrlDev->lock);
+  storeShared(device.asrlTimo_ms, value);
   const auto limit = static_cast<int>(value);
   return libserial2QVvisaStatus(qvls_SetTimeouts(device.asrlDev, limit, limit));
 }
 
 ViStatus setBaudRate(Device& device, ViAttr, ViAttrState value) {
-  device.asrlBaudrate = value;
+  storeShared(device.asrlBaudrate, value);
   return libserial2QVvisaStatus(
       qvls_SetPortMode(device.asrlDev, static_cast<int>(value), kUnchanged, kUnchanged, kUnchanged));
 }
 
 ViStatus setDataBits(Device& device, ViAttr, ViAttrState value) {
+  const FastLockGuard inStep(device.asrlDev->changing);
   const ViStatus status = libserial2QVvisaStatus(
       qvls_SetPortMode(device.asrlDev, kUnchanged, static_cast<int>(value), kUnchanged, kUnchanged));
   if (status != VI_SUCCESS) return status;
   if (value < 5 || value > 8) return VI_ERROR_SYSTEM_ERROR;
-  device.termCharMask = static_cast<ViUInt8>(1U << (value - 1));
+  storeShared(device.termCharMask, static_cast<ViUInt8>(1U << (value - 1)));
   return VI_SUCCESS;
 }
 
@@ -169,9 +173,10 @@ ViStatus setFlowControl(Device& device, ViAttr, ViAttrState value) {
   constexpr int kHandshake = 2;
   const bool isCts = (value & VI_ASRL_FLOW_RTS_CTS) != 0;
   const bool isDsr = (value & VI_ASRL_FLOW_DTR_DSR) != 0;
+  const FastLockGuard inStep(device.asrlDev->changing);
   const ViStatus status = libserial2QVvisaStatus(
       qvls_SetPortHandshake(device.asrlDev, isCts, isDsr, isCts ? kHandshake : kLow, isDsr ? kHandshake : kLow));
-  if (status == VI_SUCCESS) device.asrlFlowCtrl = static_cast<ViUInt16>(value);
+  if (status == VI_SUCCESS) storeShared(device.asrlFlowCtrl, static_cast<ViUInt16>(value));
   return status;
 }
 
@@ -190,13 +195,13 @@ ViStatus setLine(Device& device, ViAttr name, ViAttrState value) {
 /// Under its handshake RTS isn't the caller's, whatever the port has answered; the port is asked all the same.
 ViStatus setRts(Device& device, ViAttr name, ViAttrState value) {
   const ViStatus status = setLine(device, name, value);
-  return (device.asrlFlowCtrl & VI_ASRL_FLOW_RTS_CTS) ? VI_ERROR_ATTR_READONLY : status;
+  return (loadShared(device.asrlFlowCtrl) & VI_ASRL_FLOW_RTS_CTS) ? VI_ERROR_ATTR_READONLY : status;
 }
 
 /// Only the low 16 bits count here.
 ViStatus setAllowTransmit(Device& device, ViAttr name, ViAttrState value) {
   const bool isAllowed = (value & 0xFFFF) != 0;
-  if (!isAllowed && device.asrlFlowCtrl != VI_ASRL_FLOW_XON_XOFF) return VI_ERROR_INV_SETUP;
+  if (!isAllowed && loadShared(device.asrlFlowCtrl) != VI_ASRL_FLOW_XON_XOFF) return VI_ERROR_INV_SETUP;
   return setPortAttribute(device, name, isAllowed);
 }
 

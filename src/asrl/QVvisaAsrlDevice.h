@@ -15,7 +15,10 @@ constexpr ViInt16 QVVISA_ASRL_BREAK_LEN_DEF = 250;
 /// Both hardware handshakes at once, as a value of VI_ATTR_ASRL_FLOW_CNTRL.
 constexpr ViUInt16 FLOW_DTRDSR_RTSCTS = VI_ASRL_FLOW_DTR_DSR | VI_ASRL_FLOW_RTS_CTS;
 
-/// One serial session. An attribute lives here, in the port node's copy of the settings, or in the port itself.
+/// One serial session. An attribute lives here, in the port node's copy of the settings, or in the port itself. The
+/// fields from `asrlTimo_ms` on can be set as attributes while another thread's operation reads them: go through
+/// loadShared and storeShared. Those that go with a setting of the port, `asrlTimo_ms`, `termCharMask` and
+/// `asrlFlowCtrl`, are set under the lock of the port node that keeps the two in step.
 struct QVvisa_asrl_device_t {
   qvlsPort_t* asrlDev;       ///< the session's own port node, open; null before the open
   int comPort;               ///< port number from the resource name

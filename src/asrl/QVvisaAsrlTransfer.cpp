@@ -1,20 +1,28 @@
 #include "QVvisaAsrlTransfer.h"
 
+#include "QVvisaShared.h"
 #include "QVvisaTools.h"
 
 namespace {
 
-/// Whether a received byte ends the message, by the port's framing or by the termination character.
-bool endsMessage(const QVvisa_asrl_device_t& device, ViByte received) {
-  const bool isTermChar = received == device.termChar;
-  if (device.asrlEndIn == VI_ASRL_END_LAST_BIT && (received & device.termCharMask) != 0) return true;
-  if (device.asrlEndIn == VI_ASRL_END_TERMCHAR && isTermChar) return true;
-  return device.termCharEna && isTermChar;
-}
+/// The framing of one read, as the attributes stand at its beginning.
+struct Framing {
+  bool endsMessage[256];  ///< by byte value: by the port's framing or by the termination character
+  bool isPlain[256];      ///< it neither ends the message nor is discarded
+  bool discardsNul;
 
-bool isDiscarded(const QVvisa_asrl_device_t& device, ViByte received) {
-  return received == 0 && device.asrlDiscNul;
-}
+  explicit Framing(QVvisa_asrl_device_t& device) : discardsNul(loadShared(device.asrlDiscNul)) {
+    const ViUInt16 endIn = loadShared(device.asrlEndIn);
+    const bool endsByChar = endIn == VI_ASRL_END_TERMCHAR || loadShared(device.termCharEna);
+    const unsigned lastBit = endIn == VI_ASRL_END_LAST_BIT ? loadShared(device.termCharMask) : 0;
+    const ViUInt8 termChar = loadShared(device.termChar);
+    for (unsigned value = 0; value < 256; ++value) {
+      endsMessage[value] = (value & lastBit) != 0 || (endsByChar && value == termChar);
+      isPlain[value] = !endsMessage[value] && !isDiscarded(value);
+    }
+  }
+  bool isDiscarded(unsigned value) const { return value == 0 && discardsNul; }
+};
 
 /// Takes what came along with the last byte read, as far as it neither ends the message nor is discarded: a mebibyte of
 /// single reads would cost more than its way over the line.
@@ -37,21 +45,17 @@ ViStatus readByte(QVvisa_asrl_device_t& device, ViByte& received) {
 ViStatus QVvisa_AsrlRead(QVvisa_asrl_device_t* pqvlsDev, ViPBuf buf, ViUInt32 cnt, ViPUInt32 retCnt) {
   if (cnt == 0) return VI_SUCCESS;
   if (!pqvlsDev || !buf) return VI_ERROR_INV_OBJECT;
-  bool isPlain[256];
-  for (unsigned value = 0; value < 256; ++value) {
-    const auto received = static_cast<ViByte>(value);
-    isPlain[value] = !endsMessage(*pqvlsDev, received) && !isDiscarded(*pqvlsDev, received);
-  }
+  const Framing framing(*pqvlsDev);
   ViUInt32 stored = 0;
   bool isEnd = false;
   while (!isEnd && stored < cnt) {
     ViByte received = 0;
     const ViStatus status = readByte(*pqvlsDev, received);
     if (status != VI_SUCCESS) return status;
-    if (isDiscarded(*pqvlsDev, received)) continue;
+    if (framing.isDiscarded(received)) continue;
     buf[stored++] = received;
-    isEnd = endsMessage(*pqvlsDev, received);
-    if (!isEnd) stored += takePlain(*pqvlsDev, buf + stored, cnt - stored, isPlain);
+    isEnd = framing.endsMessage[received];
+    if (!isEnd) stored += takePlain(*pqvlsDev, buf + stored, cnt - stored, framing.isPlain);
   }
   if (retCnt) *retCnt = stored;
   return VI_SUCCESS;
@@ -60,12 +64,14 @@ ViStatus QVvisa_AsrlRead(QVvisa_asrl_device_t* pqvlsDev, ViPBuf buf, ViUInt32 cn
 ViStatus QVvisa_AsrlWrite(QVvisa_asrl_device_t* pqvlsDev, ViBuf buf, ViUInt32 cnt, ViPUInt32 retCnt) {
   if (!pqvlsDev || (!buf && cnt > 0)) return VI_ERROR_INV_OBJECT;
   auto* text = reinterpret_cast<char*>(buf);
-  if (pqvlsDev->asrlDiscNul) removeNul(text, &cnt);
-  if (pqvlsDev->asrlEndOut == VI_ASRL_END_LAST_BIT) {
-    maskBuf(text, cnt, static_cast<char>(pqvlsDev->termCharMask), pqvlsDev->sendEndEna);
+  const ViUInt16 endOut = loadShared(pqvlsDev->asrlEndOut);
+  const ViBoolean marksEnd = loadShared(pqvlsDev->sendEndEna);
+  if (loadShared(pqvlsDev->asrlDiscNul)) removeNul(text, &cnt);
+  if (endOut == VI_ASRL_END_LAST_BIT) {
+    maskBuf(text, cnt, static_cast<char>(loadShared(pqvlsDev->termCharMask)), marksEnd);
   }
   const ViStatus status = libserial2QVvisaStatus(qvls_Write(pqvlsDev->asrlDev, text, cnt, retCnt));
-  if (status != VI_SUCCESS || !pqvlsDev->sendEndEna || pqvlsDev->asrlEndOut != VI_ASRL_END_TERMCHAR) return status;
-  const auto termChar = static_cast<char>(pqvlsDev->termChar);
+  if (status != VI_SUCCESS || !marksEnd || endOut != VI_ASRL_END_TERMCHAR) return status;
+  const auto termChar = static_cast<char>(loadShared(pqvlsDev->termChar));
   return libserial2QVvisaStatus(qvls_Write(pqvlsDev->asrlDev, &termChar, 1, nullptr));
 }

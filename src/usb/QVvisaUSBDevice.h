@@ -2,8 +2,8 @@
 #pragma once
 
 #include "QVvisaLibusb.h"
+#include "QVvisaShared.h"
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -67,18 +67,6 @@ struct QVvisa_usb_device_t {
   QVvisa_intfDesc_t intfDesc = {};         ///< of the claimed interface
   QVvisa_endpDesc_t ep[QVVISA_MAX_ENDP] = {};
 };
-}
-
-/// Reads a field that another thread may be setting.
-template <typename T>
-T loadShared(T& field) {
-  return std::atomic_ref<T>(field).load(std::memory_order_relaxed);
-}
-
-/// Sets a field that another thread may be reading.
-template <typename T>
-void storeShared(T& field, std::type_identity_t<T> value) {
-  std::atomic_ref<T>(field).store(value, std::memory_order_relaxed);
 }
 
 /// The endpoint that the session uses for a purpose, such as `&QVvisa_usb_device_t::usedBulkInEP`; null if the
