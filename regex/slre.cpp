@@ -12,7 +12,9 @@ namespace {
 
 constexpr int MAX_BRACKETS = 100;
 constexpr int MAX_BRANCHES = 100;
-constexpr int MAX_STEPS = 1 << 20;
+/// A step of the walk costs as much as this many bytes that are looked at, so that the cost of a match tells its time.
+constexpr int STEP = 8;
+constexpr int MAX_COST = STEP << 20;
 constexpr int MAX_DEPTH = 256;
 /// Keeps every sum of offsets inside an int.
 constexpr std::size_t MAX_EXPRESSION = INT_MAX / 2;
@@ -49,15 +51,15 @@ struct regex_info {
   int num_caps;
   int flags;
 
-  bool traceless;           // nothing is captured, so attempts may be reordered or left out when the result allows it
-  bool inner_caret;         // a '^' stands behind the first character
-  std::int64_t steps_left;  // below 0 every walk fails at once
+  bool traceless;     // nothing is captured, so attempts may be reordered or left out when the result allows it
+  bool inner_caret;   // a '^' stands behind the first character
+  std::int64_t left;  // what the match may still cost; below 0 every walk fails at once
   int depth;
   const char* furthest;  // the furthest place of the subject that a result depended on, its end included
 };
 
-bool spend(regex_info* info, int steps = 1) {
-  return (info->steps_left -= steps) >= 0;
+bool spend(regex_info* info, int cost) {
+  return (info->left -= cost) >= 0;
 }
 
 void look_at(regex_info* info, const char* place) {
@@ -181,20 +183,22 @@ bool in_range(char low, char high, char c, int flags) {
 }
 
 /// @param set  what follows the '[', up to the end of the stretch that is walked
-int match_set(text set, char c, int flags) {
+int match_set(text set, char c, regex_info* info) {
   const bool inverted = set.len > 0 && *set.ptr == '^';
   if (inverted) set = set.from(1);
   bool matched = false;
-  for (int i = 0; i < set.len && set.ptr[i] != ']' && !matched;) {
+  int i = 0;
+  while (i < set.len && set.ptr[i] != ']' && !matched) {
     const char* member = set.ptr + i;
     if (member[0] != '-' && member[1] == '-' && member[2] != ']' && member[2] != '\0') {
-      matched = in_range(member[0], member[2], c, flags);
+      matched = in_range(member[0], member[2], c, info->flags);
       i += 3;
     } else {
-      matched = match_op(member, c, flags) > 0;
+      matched = match_op(member, c, info->flags) > 0;
       i += op_len(member);
     }
   }
+  spend(info, i);
   return matched != inverted ? 1 : SLRE_NO_MATCH;
 }
 
@@ -203,14 +207,14 @@ bool is_one_byte(text element) {
   return *element.ptr != '(' && *element.ptr != '^' && *element.ptr != '$';
 }
 
-int match_byte(text element, char c, int flags) {
-  return *element.ptr == '[' ? match_set(element.from(1), c, flags) : match_op(element.ptr, c, flags);
+int match_byte(text element, char c, regex_info* info) {
+  return *element.ptr == '[' ? match_set(element.from(1), c, info) : match_op(element.ptr, c, info->flags);
 }
 
 /// Matches the one-byte element that a stretch begins with against the first byte of the subject.
 int match_next(text element, text s, regex_info* info) {
   look_at(info, s.ptr);
-  return s.len > 0 ? match_byte(element, *s.ptr, info->flags) : SLRE_NO_MATCH;
+  return s.len > 0 ? match_byte(element, *s.ptr, info) : SLRE_NO_MATCH;
 }
 
 /// Matches the plain bytes that a stretch begins with, up to the first that carries a quantifier. Bytes that don't
@@ -232,8 +236,10 @@ int match_run(text re, text s, regex_info* info) {
     if (differs && !quantified) return SLRE_NO_MATCH;
     if (!differs && quantified && next > re.ptr) --next, --byte;
   }
-  if (next > re.ptr) look_at(info, byte - 1);
-  return static_cast<int>(next - re.ptr);
+  const int run = static_cast<int>(next - re.ptr);
+  if (run > 0) look_at(info, byte - 1);
+  spend(info, run);
+  return run;
 }
 
 /// Whether a stretch begins with a byte that stands for itself, once.
@@ -252,7 +258,7 @@ int doh(text s, int bi, regex_info* info);
 /// Matches an element once, leaving out its quantifier.
 int match_once(text element, text s, int bi, regex_info* info) {
   if (!is_one_byte(element)) return bar(element, s, bi, info);
-  return spend(info) ? match_next(element, s, info) : SLRE_NO_MATCH;
+  return spend(info, STEP) ? match_next(element, s, info) : SLRE_NO_MATCH;
 }
 
 /// The number of times that a one-byte element matches in a row.
@@ -261,8 +267,7 @@ int run_length(text element, text s, regex_info* info) {
   if (*element.ptr == '.') {
     run = s.len;
   } else {
-    while (run < s.len && match_byte(element, s.ptr[run], info->flags) > 0) ++run;
-    spend(info, run);
+    while (run < s.len && match_byte(element, s.ptr[run], info) > 0 && spend(info, 1)) ++run;
   }
   look_at(info, s.ptr + run);
   return run;
@@ -280,13 +285,32 @@ int repeat_byte(text element, bool plus, text rest, text s, int bi, regex_info* 
   const int without = plus ? SLRE_NO_MATCH : rest_from(0);
   if (without > 0) return without;
   const bool searchable = begins_plain(rest, info);
-  for (int j = longest - 1; j > 0; --j) {
+  for (int j = longest - 1; j > 0 && spend(info, 1); --j) {
     if (searchable && s.ptr[j] != *rest.ptr) continue;
     n = rest_from(j);
     if (n >= 0) return j + n;
   }
-  spend(info, longest);
   return without == 0 ? 0 : SLRE_NO_MATCH;
+}
+
+/// repeat() in the plain way: the rest is tried after each repetition.
+int repeat_any(text element, bool plus, bool lazy, text rest, text s, int bi, int rest_index, regex_info* info) {
+  int moved = 0, best = 0, n1 = 0, n2 = -1;
+  do {
+    n1 = match_once(element, s.from(moved), bi, info);
+    if (plus && n1 < 0) break;
+    moved += std::max(0, n1);
+    n2 = rest.len > 0 ? bar(rest, s.from(moved), rest_index, info) : 0;
+    if (n2 >= 0) best = moved + n2;
+  } while (n1 > 0 && !(lazy && best > 0));
+
+  // Zero repetitions come last, and when they work they win over what the loop has found.
+  if (!plus && n1 < 0 && n2 < 0) {
+    n2 = bar(rest, s, rest_index, info);
+    if (n2 > 0) best = n2;
+  }
+  const bool failed = best == 0 && (plus || n2 < 0);
+  return failed ? SLRE_NO_MATCH : best;
 }
 
 /// Matches an element that carries `*` or `+` and everything behind it.
@@ -297,28 +321,7 @@ int repeat(text element, text tail, text s, int bi, int rest_index, regex_info* 
   const bool lazy = tail.len > 1 && tail.ptr[1] == '?';
   const text rest = tail.from(lazy ? 2 : 1);
   if (info->traceless && !lazy && is_one_byte(element)) return repeat_byte(element, plus, rest, s, rest_index, info);
-
-  int moved = 0, best = 0, n1 = 0, n2 = -1;
-  do {
-    n1 = match_once(element, s.from(moved), bi, info);
-    if (n1 > 0) moved += n1;
-    if (plus && n1 < 0) break;
-    if (rest.len == 0) {
-      best = moved;
-    } else {
-      n2 = bar(rest, s.from(moved), rest_index, info);
-      if (n2 >= 0) best = moved + n2;
-    }
-    if (lazy && best > 0) break;
-  } while (n1 > 0);
-
-  // Zero repetitions come last, and when they work they win over what the loop has found.
-  if (!plus && n1 < 0 && n2 < 0) {
-    n2 = bar(rest, s, rest_index, info);
-    if (n2 > 0) best = n2;
-  }
-  const bool failed = best == 0 && (plus || (rest.len > 0 && n2 < 0));
-  return failed ? SLRE_NO_MATCH : best;
+  return repeat_any(element, plus, lazy, rest, s, bi, rest_index, info);
 }
 
 struct group_match {
@@ -335,12 +338,15 @@ group_match match_group(text rest, text s, int bi, regex_info* info) {
     // The group gives back by being tried on ever shorter subjects. An end beyond the furthest place that it looked at
     // can't change its result, so these are left out.
     const char* furthest = info->furthest;
+    const bool plain = begins_plain(rest, info);
     bool matched = false;
-    for (int end = s.len; end >= 0 && !matched && spend(info);) {
+    for (int end = s.len; end >= 0 && !matched && spend(info, 1);) {
       info->furthest = s.ptr;
       n.len = doh({s.ptr, end}, bi, info);
       end = std::min(end - 1, static_cast<int>(info->furthest - s.ptr));
-      if (n.len >= 0) {
+      if (n.len >= 0 && plain && (n.len == s.len || s.ptr[n.len] != *rest.ptr)) {
+        n.len = SLRE_NO_MATCH;
+      } else if (n.len >= 0) {
         n.rest = bar(rest, s.from(n.len), bi, info);
         matched = n.rest >= 0;
         if (!matched) n.len = n.rest;
@@ -354,70 +360,100 @@ group_match match_group(text rest, text s, int bi, regex_info* info) {
 }
 
 /// The last of the brackets that stand inside bracket bi, itself included.
-int last_bracket_inside(int bi, const regex_info* info) {
+int last_bracket_inside(int bi, regex_info* info) {
+  const int first = bi;
   const char* end = info->brackets[bi].ptr + info->brackets[bi].len;
   while (bi + 1 < info->num_brackets && info->brackets[bi + 1].ptr <= end) ++bi;
+  spend(info, bi - first);
   return bi;
+}
+
+/// The length of the element that a stretch begins with, without its quantifier, or the fault that stands there.
+int element_len(text here, int bi, regex_info* info) {
+  if (*here.ptr == '(') return bi + 1 < info->num_brackets ? info->brackets[bi + 1].len + 2 : SLRE_INTERNAL_ERROR;
+  if (is_quantifier(*here.ptr)) return SLRE_UNEXPECTED_QUANTIFIER;
+  const int len = get_op_len(here);
+  if (*here.ptr == '[') spend(info, len);
+  return len > 0 ? len : SLRE_INVALID_CHARACTER_SET;
+}
+
+/// Matches an element other than a group, once, against the subject from j on.
+int match_single(text here, text s, int j, regex_info* info) {
+  if (*here.ptr == '^') return j == 0 ? 0 : SLRE_NO_MATCH;
+  if (*here.ptr != '$') return match_next(here, s.from(j), info);
+  look_at(info, s.ptr + j);
+  return j == s.len ? 0 : SLRE_NO_MATCH;
+}
+
+/// How far a walk has come in its stretch, in the subject and in the brackets.
+struct place {
+  int i;
+  int j;
+  int bi;
+};
+
+/// Matches the element of a walk's place with its quantifier. `*` and `+` match the rest of the stretch too.
+int walk_quantified(text element, text tail, text s, place* at, regex_info* info) {
+  const int rest_index = *element.ptr == '(' ? last_bracket_inside(at->bi + 1, info) : at->bi;
+  int n = 0;
+  if (*tail.ptr == '?') {
+    n = std::max(0, match_once(element, s, at->bi, info));
+    at->i += element.len + 1;
+  } else {
+    n = repeat(element, tail, s, at->bi, rest_index, info);
+    at->i += element.len + tail.len;
+  }
+  at->bi = rest_index;
+  return n;
+}
+
+/// Matches the group of a walk's place, which carries no quantifier.
+int walk_group(text rest, text s, int step, place* at, regex_info* info) {
+  const group_match n = match_group(rest, s, ++at->bi, info);
+  at->i += step;
+  if (n.len < 0 || info->inner_caret) return n.len;
+  // Walking on would repeat the walk of the rest, which doubles the time with each group. Only a '^' can tell the two
+  // apart: it sees the offset in this stretch when walked here, and its own offset 0 as the rest.
+  at->i += rest.len;
+  return n.len + n.rest;
+}
+
+/// Matches the element of a walk's place and moves on in the stretch.
+/// @return the number of bytes matched, or a negative code
+int walk_element(text here, text s, place* at, regex_info* info) {
+  const int step = element_len(here, at->bi, info);
+  if (step < 0) return step;
+  // An element that a stretch cuts off ends with it.
+  const text rest = here.from(std::min(step, here.len));
+  if (rest.len > 0 && is_quantifier(*rest.ptr)) return walk_quantified({here.ptr, step}, rest, s.from(at->j), at, info);
+  if (*here.ptr == '(') return walk_group(rest, s.from(at->j), step, at, info);
+  at->i += step;
+  return match_single(here, s, at->j, info);
 }
 
 /// Walks a stretch of the expression from the start of the subject on.
 /// @param run  the number of plain bytes at the start of both that have been matched already
-int walk(text re, text s, int run, int bi, regex_info* info) {
-  int j = run;
-  for (int i = run; i < re.len;) {
-    if (!spend(info)) return SLRE_NO_MATCH;
-    const text here = re.from(i);
-    run = kind_of(*here.ptr) == PLAIN ? match_run(here, s.from(j), info) : 0;
-    if (run < 0) return SLRE_NO_MATCH;
-    if (run > 0) {
-      i += run;
-      j += run;
-      continue;
+[[gnu::noinline]] int walk(text re, text s, int run, int bi, regex_info* info) {
+  place at{run, run, bi};
+  while (at.i < re.len) {
+    if (!spend(info, STEP)) return SLRE_NO_MATCH;
+    const text here = re.from(at.i);
+    int n = kind_of(*here.ptr) == PLAIN ? match_run(here, s.from(at.j), info) : 0;
+    if (n > 0) {
+      at.i += n;
+    } else if (n == 0) {
+      n = walk_element(here, s, &at, info);
     }
-    const bool group = *here.ptr == '(';
-    if (group && bi + 1 >= info->num_brackets) return SLRE_INTERNAL_ERROR;
-    const int step = group ? info->brackets[bi + 1].len + 2 : get_op_len(here);
-    if (is_quantifier(*here.ptr)) return SLRE_UNEXPECTED_QUANTIFIER;
-    if (step <= 0) return SLRE_INVALID_CHARACTER_SET;
-    i += step;
-
-    // An element that a stretch cuts off ends with it.
-    const text rest = here.from(std::min(step, here.len));
-    if (rest.len > 0 && is_quantifier(*rest.ptr)) {
-      const text element{here.ptr, step};
-      const int rest_index = group ? last_bracket_inside(bi + 1, info) : bi;
-      if (*rest.ptr != '?') {
-        const int n = repeat(element, rest, s.from(j), bi, rest_index, info);
-        return n < 0 ? n : j + n;
-      }
-      j += std::max(0, match_once(element, s.from(j), bi, info));
-      bi = rest_index;
-      ++i;
-    } else if (group) {
-      const group_match n = match_group(rest, s.from(j), ++bi, info);
-      if (n.len < 0) return n.len;
-      j += n.len;
-      // Walking on would repeat the walk of the rest, which doubles the time with each group. Only a '^' can tell the
-      // two apart: it sees the offset in this stretch when walked here, and its own offset 0 as the rest.
-      if (!info->inner_caret) return j + n.rest;
-    } else if (*here.ptr == '^') {
-      if (j != 0) return SLRE_NO_MATCH;
-    } else if (*here.ptr == '$') {
-      look_at(info, s.ptr + j);
-      if (j != s.len) return SLRE_NO_MATCH;
-    } else {
-      const int n = match_next(here, s.from(j), info);
-      if (n < 0) return n;
-      ++j;
-    }
+    if (n < 0) return n;
+    at.j += n;
   }
-  return j;
+  return at.j;
 }
 
 /// Walks within the limits. All recursion passes through here.
 int bar(text re, text s, int bi, regex_info* info) {
-  if (info->depth == MAX_DEPTH) info->steps_left = -1;
-  if (!spend(info)) return SLRE_NO_MATCH;
+  if (info->depth == MAX_DEPTH) info->left = -1;
+  if (!spend(info, STEP)) return SLRE_NO_MATCH;
   const int run = kind_of(*re.ptr) == PLAIN ? match_run(re, s, info) : 0;
   if (run < 0 || run == re.len) return run;
   ++info->depth;
@@ -453,7 +489,7 @@ int baz(text s, regex_info* info) {
   const bool anchored = is_anchored(re, info);
   const bool searchable = !anchored && info->brackets[0].num_branches == 0 && begins_plain(re, info);
   int result = SLRE_NO_MATCH;
-  for (int i = 0; i <= s.len && spend(info); ++i) {
+  for (int i = 0; i <= s.len && spend(info, STEP); ++i) {
     if (searchable) {
       const void* found = i < s.len ? std::memchr(s.ptr + i, *re.ptr, static_cast<std::size_t>(s.len - i)) : nullptr;
       if (found == nullptr) return SLRE_NO_MATCH;
@@ -557,9 +593,7 @@ int foo(text re, text s, regex_info* info) {
   return baz(s, info);
 }
 
-}  // namespace
-
-int slre_match(const char* regexp, const char* s, int s_len, slre_cap* caps, int num_caps, int flags) {
+int match(const char* regexp, text s, slre_cap* caps, int num_caps, int flags, int cost) {
   const std::size_t length = std::strlen(regexp);
   if (length > MAX_EXPRESSION) return SLRE_NO_MATCH;
   regex_info info;  // the tables' rows are written before they are read
@@ -568,9 +602,19 @@ int slre_match(const char* regexp, const char* s, int s_len, slre_cap* caps, int
   info.caps = caps;
   info.num_caps = num_caps;
   info.flags = flags;
-  info.steps_left = MAX_STEPS;
+  info.left = cost;
   info.depth = 0;
-  info.furthest = s;
-  const int result = foo({regexp, static_cast<int>(length)}, {s, s_len}, &info);
-  return info.steps_left < 0 ? SLRE_NO_MATCH : result;
+  info.furthest = s.ptr;
+  const int result = foo({regexp, static_cast<int>(length)}, s, &info);
+  return info.left < 0 ? SLRE_NO_MATCH : result;
+}
+
+}  // namespace
+
+int slre_match(const char* regexp, const char* s, int s_len, slre_cap* caps, int num_caps, int flags) {
+  return match(regexp, {s, s_len}, caps, num_caps, flags, MAX_COST);
+}
+
+int slre_match_within(int cost, const char* regexp, const char* s, int s_len) {
+  return match(regexp, {s, s_len}, nullptr, 0, 0, cost);
 }

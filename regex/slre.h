@@ -2,13 +2,14 @@
 /// once for its brackets and bars and then walks expression and subject together.
 ///
 /// Syntax: `.` `^` `$` `(...)` `|` `[...]` `[^...]`, the quantifiers `*` `+` `?` and, not greedy, `*?` `+?`; the
-/// escapes
-/// `\S` `\s` `\d` (no white space, white space, digit), `\b` `\f` `\n` `\r` `\t` `\v` (control characters), `\xHH` (a
-/// byte by its two hexadecimal digits), and a backslash before one of `^$().[]*+?|\`.
+/// escapes `\S` `\s` `\d` (no white space, white space, digit), `\b` `\f` `\n` `\r` `\t` `\v` (control characters),
+/// `\xHH` (a byte by its two hexadecimal digits), and a backslash before one of `^$().[]*+?|\`.
 ///
 /// Backtracking is narrow on purpose. `*` and `+` try the rest of the expression after each repetition and keep the
 /// longest repetition that worked, a group followed by something gives bytes back, and that is all: `?` never gives its
-/// byte back, and an alternative that has matched is not reconsidered.
+/// byte back, and an alternative that has matched is not reconsidered. Groups count from the first one on in every
+/// alternative: in `(USB.*)|(ASRL.*)` the second alternative walks the text of the first group, so that it never finds
+/// an ASRL. Write alternatives without groups (`USB.*|ASRL.*`) or within one (`(USB|ASRL).*`).
 #pragma once
 
 #if !defined(_WIN32)
@@ -48,10 +49,11 @@ extern "C" {
 /**
  * Looks for the leftmost place in a subject where an expression matches.
  *
- * A call is limited to 2^20 element steps and to 256 levels of nesting (groups, and repetitions with something behind
- * them); going beyond either is SLRE_NO_MATCH. So a hostile expression costs some tenths of a second at most and a
- * small, bounded part of the stack. Some faults of an expression show only when the walk reaches them, and a fault that
- * an alternative or a quantifier steps around isn't reported.
+ * A call may cost at most 2^23, where a step of the walk costs 8 and a byte that is looked at costs 1, in the subject
+ * as in the expression, and may nest 256 levels deep (groups, and repetitions with something behind them); going beyond
+ * either is SLRE_NO_MATCH. So a hostile expression takes some hundredths of a second at most and a small, bounded part
+ * of the stack. Some faults of an expression show only when the walk reaches them, and a fault that an alternative or a
+ * quantifier steps around isn't reported.
  *
  * @param regexp    the expression, NUL-terminated, not null
  * @param s         the subject; needs no NUL, may contain it, and may be null when s_len is 0
@@ -66,4 +68,7 @@ extern "C" {
  * Any number of threads may call it at once.
  */
 SLRE_API int slre_match(const char* regexp, const char* s, int s_len, slre_cap* caps, int num_caps, int flags);
+
+/// slre_match() without captures and flags, at the most for the given cost.
+int slre_match_within(int cost, const char* regexp, const char* s, int s_len);
 }

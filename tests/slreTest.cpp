@@ -138,6 +138,9 @@ TEST(SlreTest, GivesUpAtTheEndOfItsBudget) {
   EXPECT_EQ(match(".*:.*:.*:INSTR", repeated("USB0:", 30) + "INSTR"), 155);
   EXPECT_EQ(match("b", std::string(4 << 20, 'a') + "b"), (4 << 20) + 1) << "a plain search isn't limited";
   EXPECT_EQ(match(".*", std::string(4 << 20, 'a')), 4 << 20);
+  const std::string wideSet = "[" + std::string(1 << 21, '-') + "a]+";
+  EXPECT_EQ(match(wideSet, "a"), 1);
+  EXPECT_EQ(match(wideSet, "aaaaaaaa"), SLRE_NO_MATCH) << "the bytes of a set count each time they are looked at";
   EXPECT_EQ(match(groups + "c|a", repeated("ab", 50)), 1) << "a chain of groups leaves time for the other alternative";
 }
 

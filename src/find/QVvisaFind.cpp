@@ -63,7 +63,7 @@ void matchEntries(const typename Bus::List* list, const char* regex) {
   for (auto& entry : Bus::entries(*list)) {
     char name[VI_FIND_BUFLEN];
     Bus::print(&entry, name);
-    if (slre_match(regex, name, static_cast<int>(strlen(name)), nullptr, 0, 0) > 0) entry.matchRE = 1;
+    if (slre_match_within(QVVISA_MATCH_COST, regex, name, static_cast<int>(strlen(name))) > 0) entry.matchRE = 1;
   }
 }
 

@@ -13,6 +13,10 @@ extern "C" {
 constexpr int QVVISA_MAX_REGEX_LEN = 255;
 constexpr int QVVISA_MAX_ATTR_EXPR_LEN = 4096;
 
+/// What the match of one entry may cost (slre.h). A search holds the fast lock, so that its expression, whatever it is,
+/// takes some hundredths of a millisecond per entry at most.
+constexpr int QVVISA_MATCH_COST = 24 << 10;
+
 /// A search expression in its two parts.
 struct QVvisa_findResrcPatA_t {
   char* pattern = nullptr;  ///< the caller's expression, not owned
