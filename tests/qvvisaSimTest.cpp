@@ -29,6 +29,55 @@ TEST(QvvisaSim, CommandFindsOneInstrumentOnEveryBus) {
             Result(0, "2.000\n2.000\n3.000\n"));
 }
 
+TEST(QvvisaSim, ServesTheTool) {
+  const std::string all = "USB0::0x7C5A::0x0042::A1234::INSTR\nUSB0::0x7C5A::0x0042::A1234::1::RAW\nASRL7::INSTR\n";
+  // A script, where T is the tool and U the USB instrument, and all that it prints.
+  const std::pair<const char*, std::string> rows[] = {
+      {"$T find", all},
+      {"$T find USB?*INSTR", all.substr(0, all.find('\n') + 1)},
+      {"$T find -l",
+       R"(RESOURCE                             VENDOR          PRODUCT       SERIAL NUMBER  CLASS
+USB0::0x7C5A::0x0042::A1234::INSTR   0x7C5A KESTRIX  0x0042 SIM-1  A1234          USB488 Test and Measurement Device
+USB0::0x7C5A::0x0042::A1234::1::RAW  0x7C5A          0x0042        A1234          raw USB interface
+ASRL7::INSTR                         -               -             -              serial port
+)"},
+      {"$T find --json ?*::INSTR",
+       R"([
+  {
+    "resource": "USB0::0x7C5A::0x0042::A1234::INSTR",
+    "vendorId": "0x7C5A",
+    "productId": "0x0042",
+    "serialNumber": "A1234",
+    "manufacturer": "KESTRIX",
+    "model": "SIM-1",
+    "class": "USB488 Test and Measurement Device"
+  },
+  {
+    "resource": "ASRL7::INSTR",
+    "vendorId": null,
+    "productId": null,
+    "serialNumber": null,
+    "manufacturer": null,
+    "model": null,
+    "class": "serial port"
+  }
+]
+)"},
+      {"$T stb $U; $T write $U \"*CLS;*ESE 32;FOO\"; $T stb $U", "0x00\n0x24\n"},
+      // An answer that nobody fetched is an error of the next query, unless it is cleared away.
+      {"$T write $U *TST?; $T query $U SYST:ERR?", "-410,\"Query INTERRUPTED\"\n"},
+      {"$T write $U *TST?; $T clear $U; $T query $U SYST:ERR?", "0,\"No error\"\n"},
+      {"$T ren $U GPIB_REN_ASSERT; $T ren $U 0", ""},
+      {"$T control-in $U 0xA1 7 0 0 16", "01 00 00 01 04 00 00 00 00 00 00 00 00 01 07 0F\n"},
+      {"$T control-out $U 0x40 9 1 2 \"01 fF 4a\"; $T control-in $U 0xC0 9 1 2 4; $T control-in $U 0xC0 9 1 2 3 --raw",
+       "01 FF 4A\n\x01\xFFJ"},
+  };
+  for (const auto& [script, printed] : rows) {
+    EXPECT_EQ(run(kSim + "--usb --serial -- sh -c 'set -e; T=" QVVISA_TOOL "; U=$QVVISA_SIM_USB; " + script + "'"),
+              Result(0, printed));
+  }
+}
+
 TEST(QvvisaSim, EnvironmentNamesTheInstrument) {
   const std::string show = " -- sh -c 'echo $QVVISA_SERIAL_PORTS $QVVISA_SIM_SERIAL $QVVISA_SIM_USB'";
   EXPECT_EQ(run(kSim + "--usb --idn-serial Z" + show), Result(0, "USB0::0x7C5A::0x0042::Z::INSTR\n"));
