@@ -155,7 +155,7 @@ TEST_F(Session, TwoThousandLeaveNoDescriptor) {
     peer_.reset();
     ASSERT_EQ(QV_viClose(vi), VI_SUCCESS);
   }
-  EXPECT_EQ(before, openDescriptors());
+  EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_F(Session, ClosingTheLastObjectEndsTheLibraryAndItStartsAgain) {

@@ -35,7 +35,7 @@ struct {
 } net;
 
 int transfer(int len, int flags) {
-  EXPECT_EQ(0, flags);
+  EXPECT_EQ(flags, 0);
   net.transferLen = len;
   return len / 2;
 }
@@ -43,7 +43,7 @@ int transfer(int len, int flags) {
 }  // namespace
 
 int winsock::WSAStartup(WORD version, WSADATA* /*data*/) {
-  EXPECT_EQ(2, version);
+  EXPECT_EQ(version, 2);
   if (net.startupResult == 0) ++net.uses;
   return net.startupResult;
 }
@@ -56,7 +56,7 @@ int winsock::WSAGetLastError() {
 }
 int winsock::WSAAddressToStringA(sockaddr* /*address*/, DWORD /*addressLen*/, const void* /*protocolInfo*/, char* text,
                                  DWORD* textLen) {
-  EXPECT_EQ(46U, *textLen);
+  EXPECT_EQ(*textLen, 46U);
   if (!net.hasTextOfAddress) return -1;
   memcpy(text, "fe80::1", sizeof "fe80::1");
   return 0;
@@ -70,8 +70,8 @@ int winsock::closesocket(int s) {
   return net.closeResult;
 }
 int winsock::connect(int s, const sockaddr* address, int addressLen) {
-  EXPECT_EQ(kSocket, s);
-  EXPECT_EQ(16, addressLen);
+  EXPECT_EQ(s, kSocket);
+  EXPECT_EQ(addressLen, 16);
   memcpy(&net.target, address, sizeof net.target);
   return net.connectResult;
 }
@@ -82,7 +82,7 @@ int winsock::recv(int /*s*/, char* /*buf*/, int len, int flags) {
   return transfer(len, flags);
 }
 int winsock::getsockopt(int /*s*/, int /*level*/, int /*name*/, char* value, int* len) {
-  EXPECT_EQ(4, *len);
+  EXPECT_EQ(*len, 4);
   if (net.optionResult == 0) memcpy(value, &net.optionValue, sizeof net.optionValue);
   return net.optionResult;
 }
@@ -94,14 +94,14 @@ int winsock::setsockopt(int /*s*/, int level, int name, const char* value, int l
 int winsock::getaddrinfo(const char* /*host*/, const char* service, const addrinfo* hints, addrinfo** list) {
   EXPECT_TRUE(hints->ai_family == AF_UNSPEC && hints->ai_flags == 0);
   EXPECT_TRUE(hints->ai_socktype == SOCK_STREAM && hints->ai_protocol == IPPROTO_TCP);
-  EXPECT_STREQ("2000", service);
+  EXPECT_STREQ(service, "2000");
   if (!net.resolves) return EAI_NONAME;
   ++net.listsGiven;
   *list = net.addresses;
   return 0;
 }
 void winsock::freeaddrinfo(addrinfo* list) {
-  EXPECT_EQ(net.addresses, list);
+  EXPECT_EQ(list, net.addresses);
   --net.listsGiven;
 }
 
@@ -119,12 +119,12 @@ protected:
 
   void SetUp() override {
     net = {};
-    ASSERT_EQ(VI_SUCCESS, QVvisa_initTCPIPDevListElem(&dev_));
+    ASSERT_EQ(QVvisa_initTCPIPDevListElem(&dev_), VI_SUCCESS);
   }
   void TearDown() override {
     QVvisa_closeTCPIPDevListElem(&dev_);
-    EXPECT_EQ(0, net.uses);
-    EXPECT_EQ(0, net.listsGiven);
+    EXPECT_EQ(net.uses, 0);
+    EXPECT_EQ(net.listsGiven, 0);
   }
   /// @param list  empty for a host that can't be resolved
   void resolveTo(const std::vector<Address>& list) {
@@ -140,13 +140,13 @@ protected:
   }
   ViStatus parse(std::string name) { return QVvisa_OpenHelperParseNameTCPIP(name.data(), dev_); }
   std::string open(const std::string& name, ViStatus expected) {
-    EXPECT_EQ(VI_SUCCESS, parse(name));
+    EXPECT_EQ(parse(name), VI_SUCCESS);
     testing::internal::CaptureStdout();
-    EXPECT_EQ(expected, QVvisa_OpenHelperFindOpenDevTCPIP(dev_));
+    EXPECT_EQ(QVvisa_OpenHelperFindOpenDevTCPIP(dev_), expected);
     return testing::internal::GetCapturedStdout();
   }
   static std::string target() {
-    EXPECT_EQ(AF_INET, net.target.sin_family);
+    EXPECT_EQ(net.target.sin_family, AF_INET);
     return inet_ntoa(net.target.sin_addr) + (":" + std::to_string(ntohs(net.target.sin_port)));
   }
 
@@ -155,10 +155,10 @@ protected:
 };
 
 TEST_F(TcpRecord, NamesAccepted) {
-  EXPECT_EQ(-1, dev_->clientSocket);
-  EXPECT_STREQ("localhost", dev_->hostName);
-  EXPECT_EQ(2000, dev_->port);
-  EXPECT_EQ(2000U, dev_->tcpip_Timo_ms);
+  EXPECT_EQ(dev_->clientSocket, -1);
+  EXPECT_STREQ(dev_->hostName, "localhost");
+  EXPECT_EQ(dev_->port, 2000);
+  EXPECT_EQ(dev_->tcpip_Timo_ms, 2000U);
 
   const std::string longest(127, 'h');
   const struct {
@@ -187,10 +187,10 @@ TEST_F(TcpRecord, NamesAccepted) {
     SCOPED_TRACE(row.name);
     *dev_->lanDeviceName = '\0';
     dev_->port = TCPIP_PORT;
-    EXPECT_EQ(VI_SUCCESS, parse(row.name));
-    EXPECT_EQ(row.host, dev_->hostName);
-    EXPECT_EQ(row.device, dev_->lanDeviceName);
-    EXPECT_EQ(row.port, dev_->port);
+    EXPECT_EQ(parse(row.name), VI_SUCCESS);
+    EXPECT_EQ(dev_->hostName, row.host);
+    EXPECT_EQ(dev_->lanDeviceName, row.device);
+    EXPECT_EQ(dev_->port, row.port);
   }
 }
 
@@ -199,30 +199,30 @@ TEST_F(TcpRecord, NamesRefused) {
   for (const std::string& name :
        std::vector<std::string>{"", "TCPIP0", "TCPIP0:host", "tcpip0::host", "host::TCPIP", "TCPIP0::" + tooLong,
                                 "TCPIP0::host::" + tooLong, "TCPIP0::" + tooLong + "::5025::SOCKET"}) {
-    EXPECT_EQ(VI_ERROR_INV_RSRC_NAME, parse(name)) << name;
+    EXPECT_EQ(parse(name), VI_ERROR_INV_RSRC_NAME) << name;
   }
   for (const std::string port :
        {"SOCKET", "", "port 5025", "65536", "4294972321", "18446744073709556641", "-1", "+-1"}) {
-    EXPECT_EQ(VI_ERROR_INV_RSRC_NAME, parse("TCPIP0::host::" + port + "::SOCKET")) << port;
+    EXPECT_EQ(parse("TCPIP0::host::" + port + "::SOCKET"), VI_ERROR_INV_RSRC_NAME) << port;
   }
 }
 
 TEST_F(TcpRecord, NullArguments) {
   char name[] = "TCPIP0::host";
-  EXPECT_EQ(VI_ERROR_INV_PARAMETER, QVvisa_initTCPIPDevListElem(nullptr));
-  EXPECT_EQ(VI_ERROR_INV_PARAMETER, QVvisa_OpenHelperParseNameTCPIP(nullptr, dev_));
-  EXPECT_EQ(VI_ERROR_INV_PARAMETER, QVvisa_OpenHelperParseNameTCPIP(name, nullptr));
-  EXPECT_EQ(VI_ERROR_INV_PARAMETER, QVvisa_OpenHelperParseNameTCPIP_Socket(nullptr, dev_));
-  EXPECT_EQ(VI_ERROR_INV_PARAMETER, QVvisa_OpenHelperParseNameTCPIP_Socket("1", nullptr));
-  EXPECT_EQ(VI_ERROR_INV_OBJECT, QVvisa_OpenHelperFindOpenDevTCPIP(nullptr));
+  EXPECT_EQ(QVvisa_initTCPIPDevListElem(nullptr), VI_ERROR_INV_PARAMETER);
+  EXPECT_EQ(QVvisa_OpenHelperParseNameTCPIP(nullptr, dev_), VI_ERROR_INV_PARAMETER);
+  EXPECT_EQ(QVvisa_OpenHelperParseNameTCPIP(name, nullptr), VI_ERROR_INV_PARAMETER);
+  EXPECT_EQ(QVvisa_OpenHelperParseNameTCPIP_Socket(nullptr, dev_), VI_ERROR_INV_PARAMETER);
+  EXPECT_EQ(QVvisa_OpenHelperParseNameTCPIP_Socket("1", nullptr), VI_ERROR_INV_PARAMETER);
+  EXPECT_EQ(QVvisa_OpenHelperFindOpenDevTCPIP(nullptr), VI_ERROR_INV_OBJECT);
   ViByte byte = 0;
-  EXPECT_EQ(VI_ERROR_INV_OBJECT, QVvisa_TCPIP_Read(nullptr, &byte, 1, nullptr));
-  EXPECT_EQ(VI_ERROR_INV_OBJECT, QVvisa_TCPIP_Write(nullptr, &byte, 1, nullptr));
-  EXPECT_EQ(VI_ERROR_INV_OBJECT, QVvisa_TCPIP_GetAttribute(nullptr, VI_ATTR_TERMCHAR, &byte));
-  EXPECT_EQ(VI_ERROR_INV_OBJECT, QVvisa_TCPIP_SetAttribute(nullptr, VI_ATTR_TERMCHAR, 0));
+  EXPECT_EQ(QVvisa_TCPIP_Read(nullptr, &byte, 1, nullptr), VI_ERROR_INV_OBJECT);
+  EXPECT_EQ(QVvisa_TCPIP_Write(nullptr, &byte, 1, nullptr), VI_ERROR_INV_OBJECT);
+  EXPECT_EQ(QVvisa_TCPIP_GetAttribute(nullptr, VI_ATTR_TERMCHAR, &byte), VI_ERROR_INV_OBJECT);
+  EXPECT_EQ(QVvisa_TCPIP_SetAttribute(nullptr, VI_ATTR_TERMCHAR, 0), VI_ERROR_INV_OBJECT);
   QVvisa_closeTCPIPDevListElem(nullptr);
   QVvisa_closeTCPIPDevListElem(&dev_);
-  EXPECT_EQ(nullptr, dev_);
+  EXPECT_EQ(dev_, nullptr);
   QVvisa_closeTCPIPDevListElem(&dev_);
 }
 
@@ -230,16 +230,16 @@ TEST_F(TcpRecord, WinsockDoesNotStart) {
   net.startupResult = 10091;
   auto* const untouched = dev_;
   testing::internal::CaptureStdout();
-  EXPECT_EQ(VI_ERROR_SYSTEM_ERROR, QVvisa_initTCPIPDevListElem(&dev_));
-  EXPECT_EQ("WSAStartup function failed with error: 10091\n", testing::internal::GetCapturedStdout());
-  EXPECT_EQ(untouched, dev_);
-  EXPECT_EQ(1, net.uses);
+  EXPECT_EQ(QVvisa_initTCPIPDevListElem(&dev_), VI_ERROR_SYSTEM_ERROR);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "WSAStartup function failed with error: 10091\n");
+  EXPECT_EQ(dev_, untouched);
+  EXPECT_EQ(net.uses, 1);
 }
 
 TEST_F(TcpRecord, NoSocket) {
   net.socketResult = -1;
-  EXPECT_EQ("Error at socket()\n", open("TCPIP0::host", VI_ERROR_SYSTEM_ERROR));
-  EXPECT_EQ(0, net.uses);
+  EXPECT_EQ(open("TCPIP0::host", VI_ERROR_SYSTEM_ERROR), "Error at socket()\n");
+  EXPECT_EQ(net.uses, 0);
   QVvisa_closeTCPIPDevListElem(&dev_);
   EXPECT_TRUE(net.closed.empty());
 }
@@ -270,10 +270,10 @@ TEST_F(TcpRecord, ConnectsToTheLastAddressOfTheListOrToTheNameItself) {
     SetUp();
     resolveTo(row.list);
     net.hasTextOfAddress = row.hasTextOfAddress;
-    EXPECT_EQ(row.printed, open(row.name, VI_SUCCESS));
-    EXPECT_EQ(row.target, target());
+    EXPECT_EQ(open(row.name, VI_SUCCESS), row.printed);
+    EXPECT_EQ(target(), row.target);
     QVvisa_closeTCPIPDevListElem(&dev_);
-    EXPECT_EQ(std::vector<int>{kSocket}, net.closed);
+    EXPECT_EQ(net.closed, std::vector<int>{kSocket});
   }
 }
 
@@ -281,27 +281,27 @@ TEST_F(TcpRecord, FailedOpenClosesItsSocketOnce) {
   net.resolves = false;
   net.connectResult = -1;
   net.closeResult = -1;
-  EXPECT_EQ("connect function failed with error: 10061\nclosesocket function failed with error: 10061\n",
-            open("TCPIP0::192.0.2.9", VI_ERROR_SYSTEM_ERROR));
-  EXPECT_EQ(-1, dev_->clientSocket);
-  EXPECT_EQ(0, net.uses);
+  EXPECT_EQ(open("TCPIP0::192.0.2.9", VI_ERROR_SYSTEM_ERROR),
+            "connect function failed with error: 10061\nclosesocket function failed with error: 10061\n");
+  EXPECT_EQ(dev_->clientSocket, -1);
+  EXPECT_EQ(net.uses, 0);
   QVvisa_closeTCPIPDevListElem(&dev_);
-  EXPECT_EQ(std::vector<int>{kSocket}, net.closed);
+  EXPECT_EQ(net.closed, std::vector<int>{kSocket});
 }
 
 TEST_F(TcpRecord, TimeLimitOfACoarseClock) {
   net.optionValue = 3008;
-  EXPECT_EQ(VI_SUCCESS, QVvisa_TCPIP_SetAttribute(dev_, VI_ATTR_TMO_VALUE, 3001));
-  EXPECT_EQ(3001U, net.optionSet);
+  EXPECT_EQ(QVvisa_TCPIP_SetAttribute(dev_, VI_ATTR_TMO_VALUE, 3001), VI_SUCCESS);
+  EXPECT_EQ(net.optionSet, 3001U);
   const auto expectLimit = [this](ViUInt32 answered, ViUInt32 kept) {
     ViUInt32 limit_ms = 77;
-    EXPECT_EQ(VI_SUCCESS, QVvisa_TCPIP_GetAttribute(dev_, VI_ATTR_TMO_VALUE, &limit_ms));
-    EXPECT_EQ(answered, limit_ms);
-    EXPECT_EQ(kept, dev_->tcpip_Timo_ms);
+    EXPECT_EQ(QVvisa_TCPIP_GetAttribute(dev_, VI_ATTR_TMO_VALUE, &limit_ms), VI_SUCCESS);
+    EXPECT_EQ(limit_ms, answered);
+    EXPECT_EQ(dev_->tcpip_Timo_ms, kept);
   };
   expectLimit(3001, 3001);
   net.optionResult = -1;
-  EXPECT_EQ(-1, QVvisa_TCPIP_SetAttribute(dev_, VI_ATTR_TMO_VALUE, 5));
+  EXPECT_EQ(QVvisa_TCPIP_SetAttribute(dev_, VI_ATTR_TMO_VALUE, 5), -1);
   expectLimit(77, 3001);
   net.optionResult = 0;
   net.optionValue = 3016;
@@ -312,29 +312,29 @@ TEST_F(TcpRecord, KeepAliveIsATruthValueAndNoDelayIsNot) {
   for (const ViUInt32 held : {8U, 0U}) {
     net.optionValue = held;
     ViBoolean value = 77;
-    EXPECT_EQ(VI_SUCCESS, QVvisa_TCPIP_GetAttribute(dev_, VI_ATTR_TCPIP_KEEPALIVE, &value));
-    EXPECT_EQ(held == 0 ? VI_FALSE : VI_TRUE, value);
-    EXPECT_EQ(VI_SUCCESS, QVvisa_TCPIP_GetAttribute(dev_, VI_ATTR_TCPIP_NODELAY, &value));
-    EXPECT_EQ(held, value);
+    EXPECT_EQ(QVvisa_TCPIP_GetAttribute(dev_, VI_ATTR_TCPIP_KEEPALIVE, &value), VI_SUCCESS);
+    EXPECT_EQ(value, held == 0 ? VI_FALSE : VI_TRUE);
+    EXPECT_EQ(QVvisa_TCPIP_GetAttribute(dev_, VI_ATTR_TCPIP_NODELAY, &value), VI_SUCCESS);
+    EXPECT_EQ(value, held);
   }
   net.optionResult = -1;
   ViBoolean value = 77;
-  EXPECT_EQ(VI_ERROR_IO, QVvisa_TCPIP_GetAttribute(dev_, VI_ATTR_TCPIP_KEEPALIVE, &value));
-  EXPECT_EQ(VI_ERROR_IO, QVvisa_TCPIP_GetAttribute(dev_, VI_ATTR_TCPIP_NODELAY, &value));
-  EXPECT_EQ(77, value);
+  EXPECT_EQ(QVvisa_TCPIP_GetAttribute(dev_, VI_ATTR_TCPIP_KEEPALIVE, &value), VI_ERROR_IO);
+  EXPECT_EQ(QVvisa_TCPIP_GetAttribute(dev_, VI_ATTR_TCPIP_NODELAY, &value), VI_ERROR_IO);
+  EXPECT_EQ(value, 77);
 }
 
 TEST_F(TcpRecord, ShortTransfersEndTheCall) {
   ViByte buf[9] = "";
   ViUInt32 count = 0;
-  EXPECT_EQ(VI_SUCCESS, QVvisa_TCPIP_Write(dev_, buf, sizeof buf, &count));
-  EXPECT_EQ(4U, count);
-  EXPECT_EQ(VI_SUCCESS, QVvisa_TCPIP_Read(dev_, buf, sizeof buf, &count));
-  EXPECT_EQ(4U, count);
+  EXPECT_EQ(QVvisa_TCPIP_Write(dev_, buf, sizeof buf, &count), VI_SUCCESS);
+  EXPECT_EQ(count, 4U);
+  EXPECT_EQ(QVvisa_TCPIP_Read(dev_, buf, sizeof buf, &count), VI_SUCCESS);
+  EXPECT_EQ(count, 4U);
   // The double doesn't look at the bytes, so that the buffer needn't be as large as it is said to be.
-  EXPECT_EQ(VI_SUCCESS, QVvisa_TCPIP_Write(dev_, buf, 0xFFFFFFFF, &count));
-  EXPECT_EQ(INT_MAX, net.transferLen);
-  EXPECT_EQ(static_cast<ViUInt32>(INT_MAX / 2), count);
+  EXPECT_EQ(QVvisa_TCPIP_Write(dev_, buf, 0xFFFFFFFF, &count), VI_SUCCESS);
+  EXPECT_EQ(net.transferLen, INT_MAX);
+  EXPECT_EQ(count, static_cast<ViUInt32>(INT_MAX / 2));
 }
 
 }  // namespace

@@ -19,15 +19,15 @@ class TcpTransfer : public TcpSession {
 protected:
   static QVvisa_tcpip_device_t* record() { return gpQvvisa->device[0]->ttcpDev; }
 
-  void setTimeLimit(ViUInt32 limit_ms) { EXPECT_EQ(VI_SUCCESS, QV_viSetAttribute(vi_, VI_ATTR_TMO_VALUE, limit_ms)); }
+  void setTimeLimit(ViUInt32 limit_ms) { EXPECT_EQ(QV_viSetAttribute(vi_, VI_ATTR_TMO_VALUE, limit_ms), VI_SUCCESS); }
   ViUInt32 timeLimit() {
     ViUInt32 limit_ms = 77;
-    EXPECT_EQ(VI_SUCCESS, QV_viGetAttribute(vi_, VI_ATTR_TMO_VALUE, &limit_ms));
+    EXPECT_EQ(QV_viGetAttribute(vi_, VI_ATTR_TMO_VALUE, &limit_ms), VI_SUCCESS);
     return limit_ms;
   }
   static std::string textOf(ViSession vi, ViAttr name) {
     char text[MAX_BUF_SIZE_ATTR] = "";
-    EXPECT_EQ(VI_SUCCESS, QV_viGetAttribute(vi, name, text));
+    EXPECT_EQ(QV_viGetAttribute(vi, name, text), VI_SUCCESS);
     return text;
   }
   /// A read that nothing comes for, not even a change of the count.
@@ -37,45 +37,45 @@ protected:
     std::string buffer(10, 'x');
     ViUInt32 count = 77;
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(kFailed, QV_viRead(vi_, bytesOf(buffer), 10, &count));
+    EXPECT_EQ(QV_viRead(vi_, bytesOf(buffer), 10, &count), kFailed);
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(limit_ms));
-    EXPECT_EQ("Reading response failed\n", printed());
-    EXPECT_EQ(std::string(10, '\0'), buffer);
-    EXPECT_EQ(77U, count);
+    EXPECT_EQ(printed(), "Reading response failed\n");
+    EXPECT_EQ(buffer, std::string(10, '\0'));
+    EXPECT_EQ(count, 77U);
   }
 };
 
 TEST_F(TcpTransfer, ReadDeliversWhatOneReceiveGivesAndWriteEveryByte) {
   peer_.send("0123456789");
-  EXPECT_EQ("0123456789", read(vi_));
+  EXPECT_EQ(read(vi_), "0123456789");
   peer_.send("line\nrest!");
-  EXPECT_EQ("line\nre", read(vi_, 7));
-  EXPECT_EQ("st!", read(vi_, 7));
+  EXPECT_EQ(read(vi_, 7), "line\nre");
+  EXPECT_EQ(read(vi_, 7), "st!");
 
   const std::string message("binary \0 bytes \xFF\n", 16);
   write(vi_, message);
-  EXPECT_EQ(message, peer_.receive(message.size()));
+  EXPECT_EQ(peer_.receive(message.size()), message);
   write(vi_, "");
 }
 
 TEST_F(TcpTransfer, CountIsOptionalAndBuffersAreNot) {
-  EXPECT_EQ(VI_SUCCESS, QV_viRead(vi_, nullptr, 0, nullptr)) << "doesn't wait for data";
+  EXPECT_EQ(QV_viRead(vi_, nullptr, 0, nullptr), VI_SUCCESS) << "doesn't wait for data";
   ViByte byte = 'a';
-  EXPECT_EQ(VI_SUCCESS, QV_viWrite(vi_, &byte, 1, nullptr));
-  EXPECT_EQ("a", peer_.receive(1));
+  EXPECT_EQ(QV_viWrite(vi_, &byte, 1, nullptr), VI_SUCCESS);
+  EXPECT_EQ(peer_.receive(1), "a");
   peer_.send("b");
-  EXPECT_EQ(VI_SUCCESS, QV_viRead(vi_, &byte, 1, nullptr));
-  EXPECT_EQ('b', byte);
-  EXPECT_EQ(VI_ERROR_INV_OBJECT, QV_viRead(vi_, nullptr, 1, nullptr));
-  EXPECT_EQ(VI_ERROR_INV_OBJECT, QV_viWrite(vi_, nullptr, 1, nullptr));
+  EXPECT_EQ(QV_viRead(vi_, &byte, 1, nullptr), VI_SUCCESS);
+  EXPECT_EQ(byte, 'b');
+  EXPECT_EQ(QV_viRead(vi_, nullptr, 1, nullptr), VI_ERROR_INV_OBJECT);
+  EXPECT_EQ(QV_viWrite(vi_, nullptr, 1, nullptr), VI_ERROR_INV_OBJECT);
 }
 
 TEST_F(TcpTransfer, ClosedPeerReadsAsNothing) {
   peer_.send("last");
   peer_.halfClose();
-  for (const char* text : {"last", "", ""}) EXPECT_EQ(text, read(vi_));
+  for (const char* text : {"last", "", ""}) EXPECT_EQ(read(vi_), text);
   write(vi_, "still listening");
-  EXPECT_EQ("still listening", peer_.receive(15));
+  EXPECT_EQ(peer_.receive(15), "still listening");
 }
 
 TEST_F(TcpTransfer, BrokenConnectionFailsWithoutSignal) {
@@ -83,34 +83,34 @@ TEST_F(TcpTransfer, BrokenConnectionFailsWithoutSignal) {
   readInVain(0);
   ViByte byte = 0;
   ViUInt32 count = 77;
-  EXPECT_EQ(kFailed, QV_viWrite(vi_, &byte, 1, &count));
-  EXPECT_EQ("Writing request failed\n", printed());
-  EXPECT_EQ(77U, count);
+  EXPECT_EQ(QV_viWrite(vi_, &byte, 1, &count), kFailed);
+  EXPECT_EQ(printed(), "Writing request failed\n");
+  EXPECT_EQ(count, 77U);
 }
 
 TEST_F(TcpTransfer, TimeLimitEndsAReadAndTheSessionGoesOn) {
   for (const ViUInt32 limit_ms : {1U, 3U, 37U}) readInVain(limit_ms);
   peer_.send("late");
-  EXPECT_EQ("late", read(vi_));
+  EXPECT_EQ(read(vi_), "late");
 }
 
 TEST_F(TcpTransfer, TimeLimitReadsBackAsSet) {
-  EXPECT_EQ(0U, timeLimit());
-  EXPECT_EQ(0U, record()->tcpip_Timo_ms);
+  EXPECT_EQ(timeLimit(), 0U);
+  EXPECT_EQ(record()->tcpip_Timo_ms, 0U);
   for (const ViUInt32 limit_ms : {3000U, 1U, 17U, 1001U, 0x7FFFFFFFU, 0xFFFFFFFEU, 0U, 0xFFFFFFFFU}) {
     const ViUInt32 before = record()->tcpip_Timo_ms;
     setTimeLimit(limit_ms);
-    EXPECT_EQ(before, record()->tcpip_Timo_ms);
-    EXPECT_EQ(limit_ms, timeLimit());
-    EXPECT_EQ(limit_ms, record()->tcpip_Timo_ms);
+    EXPECT_EQ(record()->tcpip_Timo_ms, before);
+    EXPECT_EQ(timeLimit(), limit_ms);
+    EXPECT_EQ(record()->tcpip_Timo_ms, limit_ms);
   }
 }
 
 TEST_F(TcpTransfer, AttributesHaveTheirWidthsAndMostAreReadOnly) {
   const int on = 1;
-  ASSERT_EQ(0, setsockopt(record()->clientSocket, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on));
-  ASSERT_EQ(0, setsockopt(record()->clientSocket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on));
-  EXPECT_EQ(VI_SUCCESS, QV_viSetAttribute(vi_, VI_ATTR_USER_DATA, 0x12345678));
+  ASSERT_EQ(setsockopt(record()->clientSocket, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on), 0);
+  ASSERT_EQ(setsockopt(record()->clientSocket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on), 0);
+  EXPECT_EQ(QV_viSetAttribute(vi_, VI_ATTR_USER_DATA, 0x12345678), VI_SUCCESS);
   const struct {
     ViAttr name;
     ViUInt32 width;
@@ -141,13 +141,13 @@ TEST_F(TcpTransfer, AttributesHaveTheirWidthsAndMostAreReadOnly) {
     std::string value(8, '\xA5');
     std::string expected = value;
     memcpy(expected.data(), &row.value, row.width);
-    EXPECT_EQ(VI_SUCCESS, QV_viGetAttribute(vi_, row.name, value.data()));
-    EXPECT_EQ(expected, value);
-    EXPECT_EQ(row.set, QV_viSetAttribute(vi_, row.name, row.value));
+    EXPECT_EQ(QV_viGetAttribute(vi_, row.name, value.data()), VI_SUCCESS);
+    EXPECT_EQ(value, expected);
+    EXPECT_EQ(QV_viSetAttribute(vi_, row.name, row.value), row.set);
   }
   ViUInt32 value = 77;
-  EXPECT_EQ(VI_SUCCESS, QV_viGetAttribute(open(), VI_ATTR_USER_DATA, &value));
-  EXPECT_EQ(0U, value) << "user data belong to one session";
+  EXPECT_EQ(QV_viGetAttribute(open(), VI_ATTR_USER_DATA, &value), VI_SUCCESS);
+  EXPECT_EQ(value, 0U) << "user data belong to one session";
 
   const std::pair<ViAttr, std::string> texts[] = {{VI_ATTR_RSRC_CLASS, "SOCKET"},
                                                   {VI_ATTR_TCPIP_ADDR, "127.0.0.1"},
@@ -155,34 +155,34 @@ TEST_F(TcpTransfer, AttributesHaveTheirWidthsAndMostAreReadOnly) {
                                                   {VI_ATTR_RSRC_MANF_NAME, "KESTRIX"},
                                                   {QV_ATTR_BUILD_DATE_TIME, QVvisaBuild}};
   for (const auto& [name, text] : texts) {
-    EXPECT_EQ(text, textOf(vi_, name));
-    EXPECT_EQ(VI_ERROR_ATTR_READONLY, QV_viSetAttribute(vi_, name, 0));
+    EXPECT_EQ(textOf(vi_, name), text);
+    EXPECT_EQ(QV_viSetAttribute(vi_, name, 0), VI_ERROR_ATTR_READONLY);
   }
-  EXPECT_EQ(20U, std::string(QVvisaBuild).size());
+  EXPECT_EQ(std::string(QVvisaBuild).size(), 20U);
   EXPECT_STRNE("JAN-01-2000 00:00:00", QVvisaBuild);
 
   for (const ViAttr name :
        {VI_ATTR_MAX_QUEUE_LENGTH, VI_ATTR_INTF_INST_NAME, VI_ATTR_RSRC_IMPL_VERSION, VI_ATTR_RSRC_SPEC_VERSION}) {
-    EXPECT_EQ(VI_ERROR_NSUP_ATTR, QV_viGetAttribute(vi_, name, &value));
-    EXPECT_EQ(VI_ERROR_ATTR_READONLY, QV_viSetAttribute(vi_, name, 1));
+    EXPECT_EQ(QV_viGetAttribute(vi_, name, &value), VI_ERROR_NSUP_ATTR);
+    EXPECT_EQ(QV_viSetAttribute(vi_, name, 1), VI_ERROR_ATTR_READONLY);
   }
   for (const ViAttr name : {VI_ATTR_TCPIP_DEVICE_NAME, VI_ATTR_USER_DATA_64, VI_ATTR_ASRL_BAUD, VI_ATTR_USB_CLASS}) {
-    EXPECT_EQ(VI_ERROR_NSUP_ATTR, QV_viGetAttribute(vi_, name, &value));
-    EXPECT_EQ(VI_ERROR_NSUP_ATTR, QV_viSetAttribute(vi_, name, 1));
+    EXPECT_EQ(QV_viGetAttribute(vi_, name, &value), VI_ERROR_NSUP_ATTR);
+    EXPECT_EQ(QV_viSetAttribute(vi_, name, 1), VI_ERROR_NSUP_ATTR);
   }
-  EXPECT_EQ(0U, value);
+  EXPECT_EQ(value, 0U);
 }
 
 TEST_F(TcpTransfer, HostsOpenByNameAndNumber) {
   const std::string connects = "AF_INET (IPv4)\n\tIPv4 address 127.0.0.1\n";
-  EXPECT_EQ(connects, printed());
-  EXPECT_NE(0, fcntl(record()->clientSocket, F_GETFD) & FD_CLOEXEC);
+  EXPECT_EQ(printed(), connects);
+  EXPECT_NE(fcntl(record()->clientSocket, F_GETFD) & FD_CLOEXEC, 0);
   for (const std::string host : {"0x7f.1", "localhost"}) {
     ViSession vi = 0;
-    EXPECT_EQ(VI_SUCCESS, tryOpen(peer_.resource(host), &vi));
+    EXPECT_EQ(tryOpen(peer_.resource(host), &vi), VI_SUCCESS);
     // Whether localhost has an IPv6 address too is the machine's matter; its last address is an IPv4 one.
     EXPECT_PRED_FORMAT2(testing::IsSubstring, connects, printed());
-    EXPECT_EQ("127.0.0.1", textOf(vi, VI_ATTR_TCPIP_HOSTNAME));
+    EXPECT_EQ(textOf(vi, VI_ATTR_TCPIP_HOSTNAME), "127.0.0.1");
   }
   const TcpPeer refuses(TcpPeer::kDeaf);
   const std::string failed = "connect function failed with error: ";
@@ -194,8 +194,8 @@ TEST_F(TcpTransfer, HostsOpenByNameAndNumber) {
   };
   for (const auto& [host, start] : failures) {
     ViSession vi = 0;
-    EXPECT_EQ(VI_ERROR_SYSTEM_ERROR, tryOpen(refuses.resource(host), &vi));
-    EXPECT_EQ(start, printed().substr(0, start.size()));
+    EXPECT_EQ(tryOpen(refuses.resource(host), &vi), VI_ERROR_SYSTEM_ERROR);
+    EXPECT_EQ(printed().substr(0, start.size()), start);
   }
 }
 
@@ -207,7 +207,7 @@ TEST_F(TcpTransfer, SignalsNeitherEndNorShortenARead) {
       SignalStorm::rage();
       peer_.send("through the storm");
     });
-    EXPECT_EQ("through the storm", read(vi_));
+    EXPECT_EQ(read(vi_), "through the storm");
     sender.join();
   }
   const int before = SignalStorm::delivered;
@@ -233,7 +233,7 @@ TEST_F(TcpTransfer, SignalsDoNotEndAConnect) {
   // A listener whose queue is full leaves the next connect waiting until one is accepted.
   TcpPeer peer(0);
   ViSession vi = 0;
-  EXPECT_EQ(VI_SUCCESS, tryOpen(peer.resource(), &vi));
+  EXPECT_EQ(tryOpen(peer.resource(), &vi), VI_SUCCESS);
   const SignalStorm storm;
   std::thread acceptor([&] {
     SignalStorm::rage();
@@ -241,8 +241,8 @@ TEST_F(TcpTransfer, SignalsDoNotEndAConnect) {
     peer.accept();
     peer.send("connected");
   });
-  EXPECT_EQ(VI_SUCCESS, tryOpen(peer.resource(), &vi));
-  EXPECT_EQ("connected", read(vi));
+  EXPECT_EQ(tryOpen(peer.resource(), &vi), VI_SUCCESS);
+  EXPECT_EQ(read(vi), "connected");
   acceptor.join();
 }
 

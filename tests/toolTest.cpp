@@ -69,11 +69,11 @@ TEST(Tool, TalksAsToldAndPrintsTheAnswerAndNothingElse) {
     // A write ends the connection, so that more than was expected shows.
     EXPECT_TRUE(row.sent == peer.receive(row.sent.size() + (row.command[0] == "write" ? 1 : 0)));
     for (const std::string& piece : row.pieces) piece == kEnd ? peer.halfClose() : peer.send(piece);
-    EXPECT_EQ(row.complaint.empty() ? 0 : 1, child.wait());
-    EXPECT_EQ(row.printed, child.output());
+    EXPECT_EQ(child.wait(), row.complaint.empty() ? 0 : 1);
+    EXPECT_EQ(child.output(), row.printed);
     const std::string complaint =
         "qvvisa: reading from " + peer.resource() + ": " + row.complaint + " before the connection was closed\n";
-    EXPECT_EQ(kConnects + (row.complaint.empty() ? "" : complaint), child.error());
+    EXPECT_EQ(child.error(), kConnects + (row.complaint.empty() ? "" : complaint));
   }
 }
 
@@ -82,7 +82,7 @@ TEST(Tool, SerialPorts) {
   int line = -1;
   int holder = -1;
   char name[100];
-  ASSERT_EQ(0, openpty(&line, &holder, name, nullptr, nullptr));
+  ASSERT_EQ(openpty(&line, &holder, name, nullptr, nullptr), 0);
   setenv("QVVISA_SERIAL_PORTS", ("7="s + name).c_str(), 1);
   const struct {
     Words arguments;
@@ -101,16 +101,16 @@ TEST(Tool, SerialPorts) {
     command.insert(command.end(), row.arguments.begin(), row.arguments.end());
     ToolProcess child = tool(command);
     std::string sent(row.sent.size(), '\0');
-    for (char& byte : sent) EXPECT_EQ(1, read(line, &byte, 1));
-    EXPECT_EQ(row.sent, sent);
-    EXPECT_EQ(static_cast<ssize_t>(row.answer.size()), write(line, row.answer.data(), row.answer.size()));
-    EXPECT_EQ(0, child.wait()) << child.error();
-    EXPECT_EQ(row.printed, child.output());
+    for (char& byte : sent) EXPECT_EQ(read(line, &byte, 1), 1);
+    EXPECT_EQ(sent, row.sent);
+    EXPECT_EQ(write(line, row.answer.data(), row.answer.size()), static_cast<ssize_t>(row.answer.size()));
+    EXPECT_EQ(child.wait(), 0) << child.error();
+    EXPECT_EQ(child.output(), row.printed);
     tcflush(holder, TCIOFLUSH);
   }
   ToolProcess attribute = tool({"attr", "COM7::9600", "ASRL_BAUD", "ASRL_PARITY", "INTF_TYPE"});
-  EXPECT_EQ(0, attribute.wait());
-  EXPECT_EQ("9600\nVI_ASRL_PAR_NONE\nVI_INTF_ASRL\n", attribute.output());
+  EXPECT_EQ(attribute.wait(), 0);
+  EXPECT_EQ(attribute.output(), "9600\nVI_ASRL_PAR_NONE\nVI_INTF_ASRL\n");
   close(holder);
   close(line);
 }
@@ -173,30 +173,30 @@ TEST(Tool, AnswersOrTellsWhyNot) {
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.arguments));
     ToolProcess child = tool(row.arguments);
-    EXPECT_EQ(row.exitStatus, child.wait());
-    EXPECT_EQ(row.exitStatus == 0 ? row.text : row.printed, child.output());
+    EXPECT_EQ(child.wait(), row.exitStatus);
+    EXPECT_EQ(child.output(), row.exitStatus == 0 ? row.text : row.printed);
     if (row.exitStatus != 0)
       expectContains(child.error(), row.text);
     else
-      EXPECT_EQ(row.arguments[0] == "attr" ? kConnects : "", child.error());
+      EXPECT_EQ(child.error(), row.arguments[0] == "attr" ? kConnects : "");
   }
 
   ToolProcess list = tool({"attr", open, "--set", "TMO_VALUE=77"});
-  EXPECT_EQ(0, list.wait());
+  EXPECT_EQ(list.wait(), 0);
   expectContains(list.output(), "\nVI_ATTR_TMO_VALUE = 77\n");
   expectContains(list.output(), "\nVI_ATTR_TCPIP_PORT = " + std::to_string(peer.port()) + "\n");
   EXPECT_PRED_FORMAT2(testing::IsNotSubstring, "ASRL", list.output());
   for (const auto& arguments : std::vector<Words>{{"--help"}, {"query", "--help"}, {"--version"}}) {
     ToolProcess child = tool(arguments);
-    EXPECT_EQ(0, child.wait());
+    EXPECT_EQ(child.wait(), 0);
     expectContains(child.output(), "qvvisa");
-    EXPECT_EQ("", child.error());
+    EXPECT_EQ(child.error(), "");
   }
 }
 
 TEST(Tool, OutputThatCannotBeWritten) {
   int ends[2];
-  ASSERT_EQ(0, pipe(ends));
+  ASSERT_EQ(pipe(ends), 0);
   close(ends[0]);
   const std::string brokenPipe = ">&" + std::to_string(ends[1]);
   const struct {
@@ -211,8 +211,8 @@ TEST(Tool, OutputThatCannotBeWritten) {
   };
   for (const auto& row : rows) {
     ToolProcess child = tool({"status", "0"}, "", row.script);
-    EXPECT_EQ(row.exitStatus, child.wait());
-    EXPECT_EQ(row.complaint, child.error());
+    EXPECT_EQ(child.wait(), row.exitStatus);
+    EXPECT_EQ(child.error(), row.complaint);
   }
   close(ends[1]);
 }

@@ -6,6 +6,44 @@
 
 namespace {
 
+constexpr ViStatus kReadOnly = VI_ERROR_ATTR_READONLY, kUnsupported = VI_ERROR_NSUP_ATTR,
+                   kNoAccess = VI_ERROR_INV_ACC_MODE, kNoState = VI_ERROR_NSUP_ATTR_STATE;
+/// Every attribute, what setting it to 1 answers, and what it reads in sessions of the two kinds.
+constexpr struct {
+  ViAttr name;
+  ViStatus set;
+  std::string_view instr, raw = instr;
+} kAll[] = {{VI_ATTR_INTF_TYPE, kUnsupported, "0007"},
+            {VI_ATTR_TMO_VALUE, VI_SUCCESS, "00000bb8"},
+            {VI_ATTR_IO_PROT, VI_SUCCESS, "0001"},
+            {VI_ATTR_MANF_NAME, kReadOnly, "KESTRIX"},
+            {VI_ATTR_MODEL_NAME, kReadOnly, "K-7"},
+            {QV_ATTR_DEVICE_NAME, kReadOnly, "K-7"},
+            {QV_ATTR_INTERFACE_NAME, kReadOnly, "IF", ""},
+            {VI_ATTR_USB_SERIAL_NUM, kReadOnly, "SN1"},
+            {VI_ATTR_USB_INTFC_NUM, kReadOnly, "0001", "0002"},
+            {VI_ATTR_MANF_ID, kReadOnly, "7c5a"},
+            {VI_ATTR_MODEL_CODE, kReadOnly, "0042"},
+            {VI_ATTR_USB_CLASS, kReadOnly, "00fe", "00ff"},
+            {VI_ATTR_USB_SUBCLASS, kReadOnly, "0003", "0001"},
+            {VI_ATTR_USB_PROTOCOL, kReadOnly, "0001", "0002"},
+            {VI_ATTR_USB_NUM_INTFCS, kReadOnly, "0002", "0003"},
+            {VI_ATTR_USB_NUM_PIPES, kReadOnly, "0003", "0004"},
+            {VI_ATTR_USB_CTRL_PIPE, kReadOnly, "0000"},
+            {VI_ATTR_USB_BULK_OUT_PIPE, kNoAccess, "0002", "0001"},
+            {VI_ATTR_USB_BULK_IN_PIPE, kNoAccess, "0081", "0082"},
+            {VI_ATTR_USB_INTR_IN_PIPE, kNoAccess, "0083", "0084"},
+            {QV_ATTR_USB_INTR_OUT_PIPE, kNoAccess, "ffff"},
+            {VI_ATTR_USB_ALT_SETTING, kReadOnly, "0000"},
+            {VI_ATTR_USB_END_IN, kNoState, "0005"},
+            {QV_ATTR_CLASS, kUnsupported, "00fe0301", "00ff0102"},
+            {QV_ATTR_CLASS_NAME, kUnsupported, "USB488 Test and Measurement Device", "no USB class found"},
+            {VI_ATTR_TERMCHAR, VI_SUCCESS, "0a"},
+            {VI_ATTR_TERMCHAR_EN, VI_SUCCESS, "0000"},
+            {VI_ATTR_ASRL_BAUD, VI_SUCCESS, "0001c200"},
+            {VI_ATTR_SUPPRESS_END_EN, VI_SUCCESS, "0000"},
+            {VI_ATTR_SEND_END_EN, VI_SUCCESS, "0001"}};
+
 class UsbAttributes : public UsbTest {
 protected:
   UsbAttributes() {
@@ -20,7 +58,7 @@ protected:
   }
   ViStatus set(ViAttr name, ViAttrState value) { return QVvisa_UsbSetAttribute(session, name, value); }
 
-  /// What a read wrote: a text in quotes, or a number in hexadecimal with its width.
+  /// What a read wrote: a text, or a number in hexadecimal with its width.
   std::string read(ViAttr name) {
     unsigned char low[256] = {}, high[256];
     std::fill(std::begin(high), std::end(high), uint8_t{0xFF});
@@ -28,7 +66,7 @@ protected:
     EXPECT_EQ(get(name, high), VI_SUCCESS);
     const auto written = std::mismatch(std::begin(low), std::end(low), std::begin(high)).first - low;
     if (name >> 31 || name == QV_ATTR_DEVICE_NAME || name == QV_ATTR_INTERFACE_NAME || name == QV_ATTR_CLASS_NAME) {
-      return '"' + std::string(low, low + written - 1) + '"';
+      return {low, low + written - 1};
     }
     uint32_t number = 0;
     memcpy(&number, low, sizeof number);
@@ -36,34 +74,16 @@ protected:
     snprintf(digits, sizeof digits, "%0*x", static_cast<int>(2 * written), number);
     return digits;
   }
-  std::string readAll() {
-    std::string values;
-    for (ViAttr name : kAll) values += (values.empty() ? "" : " ") + read(name);
-    return values;
-  }
 
-  static constexpr ViAttr kAll[] = {
-      VI_ATTR_INTF_TYPE,         VI_ATTR_TMO_VALUE,         VI_ATTR_IO_PROT,          VI_ATTR_MANF_NAME,
-      VI_ATTR_MODEL_NAME,        QV_ATTR_DEVICE_NAME,       QV_ATTR_INTERFACE_NAME,   VI_ATTR_USB_SERIAL_NUM,
-      VI_ATTR_USB_INTFC_NUM,     VI_ATTR_MANF_ID,           VI_ATTR_MODEL_CODE,       VI_ATTR_USB_CLASS,
-      VI_ATTR_USB_SUBCLASS,      VI_ATTR_USB_PROTOCOL,      VI_ATTR_USB_NUM_INTFCS,   VI_ATTR_USB_NUM_PIPES,
-      VI_ATTR_USB_CTRL_PIPE,     VI_ATTR_USB_BULK_OUT_PIPE, VI_ATTR_USB_BULK_IN_PIPE, VI_ATTR_USB_INTR_IN_PIPE,
-      QV_ATTR_USB_INTR_OUT_PIPE, VI_ATTR_USB_ALT_SETTING,   VI_ATTR_USB_END_IN,       QV_ATTR_CLASS,
-      QV_ATTR_CLASS_NAME,        VI_ATTR_TERMCHAR,          VI_ATTR_TERMCHAR_EN,      VI_ATTR_ASRL_BAUD,
-      VI_ATTR_SUPPRESS_END_EN,   VI_ATTR_SEND_END_EN};
   QVvisa_device_t record{};
   QVvisa_usb_device_t* session = nullptr;
 };
 
 TEST_F(UsbAttributes, Read) {
   session = open(kInstr);
-  EXPECT_EQ(readAll(),
-            R"(0007 00000bb8 0001 "KESTRIX" "K-7" "K-7" "IF" "SN1" 0001 7c5a 0042 00fe 0003 0001 0002 0003 0000 0002 )"
-            R"(0081 0083 ffff 0000 0005 00fe0301 "USB488 Test and Measurement Device" 0a 0000 0001c200 0000 0001)");
+  for (const auto& row : kAll) EXPECT_EQ(read(row.name), row.instr) << std::hex << row.name;
   session = open(kInstrument + "2::RAW");
-  EXPECT_EQ(readAll(),
-            R"(0007 00000bb8 0001 "KESTRIX" "K-7" "K-7" "" "SN1" 0002 7c5a 0042 00ff 0001 0002 0003 0004 0000 0001 )"
-            R"(0082 0084 ffff 0000 0005 00ff0102 "no USB class found" 0a 0000 0001c200 0000 0001)");
+  for (const auto& row : kAll) EXPECT_EQ(read(row.name), row.raw) << std::hex << row.name;
   unsigned char untouched = 0xEE;
   for (ViAttr name : {VI_ATTR_USB_BULK_OUT_STATUS, VI_ATTR_USB_BULK_IN_STATUS, VI_ATTR_USB_INTR_IN_STATUS}) {
     EXPECT_EQ(get(name, &untouched), VI_WARN_NULL_OBJECT);
@@ -80,7 +100,6 @@ TEST_F(UsbAttributes, Read) {
 }
 
 TEST_F(UsbAttributes, Set) {
-  constexpr ViStatus kNoAccess = VI_ERROR_INV_ACC_MODE;
   const struct {
     bool raw;
     ViAttr name;
@@ -120,13 +139,8 @@ TEST_F(UsbAttributes, Set) {
   EXPECT_EQ(QVvisa_UsbRead(session, nullptr, 0, nullptr), VI_ERROR_TMO);
   EXPECT_TRUE(bus.transfers.back().port == 0x86 && bus.transfers.back().timeout == 5);
 
-  // What setting each to 1 answers, by a letter.
-  constexpr ViStatus kAnswers[] = {VI_SUCCESS, VI_ERROR_ATTR_READONLY, VI_ERROR_NSUP_ATTR, kNoAccess,
-                                   VI_ERROR_NSUP_ATTR_STATE};
   session = open(kInstr);
-  std::string answers;
-  for (ViAttr name : kAll) answers += "drnav?"[std::ranges::find(kAnswers, set(name, 1)) - kAnswers];
-  EXPECT_EQ(answers, "nddrrrrrrrrrrrrrraaaarvnnddddd");
+  for (const auto& row : kAll) EXPECT_EQ(set(row.name, 1), row.set) << std::hex << row.name;
 }
 
 }  // namespace

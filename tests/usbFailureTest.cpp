@@ -2,31 +2,27 @@
 #include "libusbDouble.h"
 
 #include <climits>
+#include <set>
 
 namespace {
 
-constexpr std::pair<int, ViStatus> kErrors[] = {{LIBUSB_ERROR_IO, VI_ERROR_IO},
-                                                {LIBUSB_ERROR_INVALID_PARAM, VI_ERROR_INV_PARAMETER},
-                                                {LIBUSB_ERROR_ACCESS, VI_ERROR_NPERMISSION},
-                                                {LIBUSB_ERROR_NO_DEVICE, VI_SUCCESS_DEV_NPRESENT},
-                                                {LIBUSB_ERROR_NOT_FOUND, VI_ERROR_RSRC_NFOUND},
-                                                {LIBUSB_ERROR_BUSY, VI_ERROR_RSRC_BUSY},
-                                                {LIBUSB_ERROR_TIMEOUT, VI_ERROR_TMO},
-                                                {LIBUSB_ERROR_OVERFLOW, VI_ERROR_QUEUE_OVERFLOW},
-                                                {LIBUSB_ERROR_PIPE, QVVI_ERR_CTL_TRANSFER_STALLED},
-                                                {LIBUSB_ERROR_INTERRUPTED, QVVI_LIBUSB_INTERRUPTED},
-                                                {LIBUSB_ERROR_NO_MEM, VI_ERROR_ALLOC},
-                                                {LIBUSB_ERROR_NOT_SUPPORTED, VI_ERROR_NSUP_MODE},
-                                                {LIBUSB_ERROR_OTHER, VI_ERROR_SYSTEM_ERROR},
-                                                {-77, VI_WARN_UNKNOWN_STATUS}};
+constexpr int kErrors[] = {LIBUSB_ERROR_IO,        LIBUSB_ERROR_INVALID_PARAM,
+                           LIBUSB_ERROR_ACCESS,    LIBUSB_ERROR_NO_DEVICE,
+                           LIBUSB_ERROR_NOT_FOUND, LIBUSB_ERROR_BUSY,
+                           LIBUSB_ERROR_TIMEOUT,   LIBUSB_ERROR_OVERFLOW,
+                           LIBUSB_ERROR_PIPE,      LIBUSB_ERROR_INTERRUPTED,
+                           LIBUSB_ERROR_NO_MEM,    LIBUSB_ERROR_NOT_SUPPORTED,
+                           LIBUSB_ERROR_OTHER,     -77};
 
-/// One operation, the calls that it makes, and its status when one of them fails: the error's translation (t), not
-/// found (n) or success all the same (s). A request for a response (r) that times out without a byte sent never reached
-/// the device: a stall.
+/// What an operation answers when one of its calls fails. A request for a response that times out without a byte sent
+/// never reached the device: a stall.
+enum class Answers { Translation, TranslationButStallForTimeout, NotFound, Success };
+using enum Answers;
+
+/// One operation and the calls that it makes.
 struct Step {
   ViStatus (*run)(QVvisa_usb_device_t*);
-  std::vector<Call> calls;
-  const char* statuses;
+  std::vector<std::pair<Call, Answers>> calls;
 };
 
 ViByte gBuffer[16];
@@ -35,13 +31,33 @@ ViUInt16 gStatus;
 using enum Call;
 const Step kSteps[] = {
     {QVvisa_OpenHelperFindOpenDevUsb,
-     {List, Device, Config, Open, AutoDetach, Claim, String, String, String, String, Control},
-     "tttnsnntttt"},
-    {[](auto* device) { return QVvisa_UsbWrite(device, gBuffer, 5, nullptr); }, {Bulk}, "t"},
-    {[](auto* device) { return QVvisa_UsbRead(device, gBuffer, sizeof gBuffer, nullptr); }, {Bulk, Bulk}, "rt"},
-    {[](auto* device) { return QVvisa_UsbReadSTB(device, &gStatus); }, {Control, Interrupt}, "tt"},
-    {QVvisa_UsbClear, {Control, Control}, "tt"},
-    {[](auto* device) { return QVvisa_UsbGpibControlREN(device, VI_GPIB_REN_ASSERT_LLO); }, {Control, Control}, "tt"}};
+     {{List, Translation},
+      {Device, Translation},
+      {Config, Translation},
+      {Open, NotFound},
+      {AutoDetach, Success},
+      {Claim, NotFound},
+      {String, NotFound},
+      {String, Translation},
+      {String, Translation},
+      {String, Translation},
+      {Control, Translation}}},
+    {[](auto* device) { return QVvisa_UsbWrite(device, gBuffer, 5, nullptr); }, {{Bulk, Translation}}},
+    {[](auto* device) { return QVvisa_UsbRead(device, gBuffer, sizeof gBuffer, nullptr); },
+     {{Bulk, TranslationButStallForTimeout}, {Bulk, Translation}}},
+    {[](auto* device) { return QVvisa_UsbReadSTB(device, &gStatus); },
+     {{Control, Translation}, {Interrupt, Translation}}},
+    {QVvisa_UsbClear, {{Control, Translation}, {Control, Translation}}},
+    {[](auto* device) { return QVvisa_UsbGpibControlREN(device, VI_GPIB_REN_ASSERT_LLO); },
+     {{Control, Translation}, {Control, Translation}}}};
+
+ViStatus expectedStatus(Answers answers, int error) {
+  const bool isStall = answers == TranslationButStallForTimeout && error == LIBUSB_ERROR_TIMEOUT;
+  return answers == Success    ? VI_SUCCESS
+         : answers == NotFound ? VI_ERROR_RSRC_NFOUND
+         : isStall             ? QVVI_ERR_CTL_TRANSFER_STALLED
+                               : libusb2QVvisaStatus(error);
+}
 
 class UsbFailure : public UsbTest {
 protected:
@@ -58,17 +74,18 @@ protected:
 
 TEST_F(UsbFailure, EveryErrorAtEveryCall) {
   for (const Step& step : kSteps) {
-    ASSERT_EQ(run(step, SIZE_MAX, 0), VI_SUCCESS);
-    ASSERT_EQ(bus.calls, step.calls);
-    for (size_t i = 0; i < step.calls.size(); ++i) {
-      for (const auto& [error, translated] : kErrors) {
-        const char rule = step.statuses[i];
-        ViStatus expected = rule == 's' ? VI_SUCCESS : rule == 'n' ? VI_ERROR_RSRC_NFOUND : translated;
-        if (rule == 'r' && error == LIBUSB_ERROR_TIMEOUT) expected = QVVI_ERR_CTL_TRANSFER_STALLED;
-        EXPECT_EQ(run(step, i, error), expected) << "step " << &step - kSteps << ", call " << i << ", error " << error;
-        EXPECT_TRUE(std::equal(bus.calls.begin(), bus.calls.begin() + 1 + static_cast<int>(i), step.calls.begin()));
+    std::vector<Call> made;
+    for (const auto& [call, answers] : step.calls) {
+      made.push_back(call);
+      for (const int error : kErrors) {
+        EXPECT_EQ(run(step, made.size() - 1, error), expectedStatus(answers, error))
+            << "step " << &step - kSteps << ", call " << made.size() << ", error " << error;
+        bus.calls.resize(made.size());
+        EXPECT_EQ(bus.calls, made);
       }
     }
+    EXPECT_EQ(run(step, SIZE_MAX, 0), VI_SUCCESS);
+    EXPECT_EQ(bus.calls, made);
   }
 }
 
@@ -81,7 +98,9 @@ TEST_F(UsbFailure, ClosingAlwaysEnds) {
   }
 }
 
-TEST_F(UsbFailure, ResultsThatLibusbDoesntName) {
+TEST_F(UsbFailure, EachErrorHasAStatusOfItsOwn) {
+  std::set<ViStatus> statuses{VI_SUCCESS};
+  for (const int error : kErrors) EXPECT_TRUE(statuses.insert(libusb2QVvisaStatus(error)).second) << error;
   for (int result : {1, 12, -13, -98, -100, INT_MIN, INT_MAX}) {
     EXPECT_EQ(libusb2QVvisaStatus(result), VI_WARN_UNKNOWN_STATUS) << result;
   }

@@ -15,14 +15,14 @@ public:
   SignalStorm() {
     struct sigaction action {};
     action.sa_handler = [](int) { ++delivered; };
-    EXPECT_EQ(0, sigaction(SIGUSR1, &action, nullptr));
+    EXPECT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
     sigevent event{};
     event.sigev_notify = SIGEV_THREAD_ID;
     event.sigev_signo = SIGUSR1;
     event._sigev_un._tid = gettid();
-    EXPECT_EQ(0, timer_create(CLOCK_MONOTONIC, &event, &timer_));
+    EXPECT_EQ(timer_create(CLOCK_MONOTONIC, &event, &timer_), 0);
     const itimerspec period{{0, 200'000}, {0, 200'000}};
-    EXPECT_EQ(0, timer_settime(timer_, 0, &period, nullptr));
+    EXPECT_EQ(timer_settime(timer_, 0, &period, nullptr), 0);
   }
   ~SignalStorm() { timer_delete(timer_); }
   SignalStorm(const SignalStorm&) = delete;
