@@ -1,4 +1,3 @@
-#define SLRE_BUILDING
 #include "slre.h"
 
 #include <algorithm>

@@ -12,13 +12,7 @@
 /// an ASRL. Write alternatives without groups (`USB.*|ASRL.*`) or within one (`(USB|ASRL).*`).
 #pragma once
 
-#if !defined(_WIN32)
-#define SLRE_API __attribute__((visibility("default")))
-#elif defined(SLRE_BUILDING)
-#define SLRE_API __declspec(dllexport)
-#else
-#define SLRE_API __declspec(dllimport)
-#endif
+#include "export.h"
 
 /// Flags of slre_match().
 enum {
@@ -67,7 +61,7 @@ extern "C" {
  *
  * Any number of threads may call it at once.
  */
-SLRE_API int slre_match(const char* regexp, const char* s, int s_len, slre_cap* caps, int num_caps, int flags);
+QVVISA_API int slre_match(const char* regexp, const char* s, int s_len, slre_cap* caps, int num_caps, int flags);
 
 /// slre_match() without captures and flags, at the most for the given cost.
 int slre_match_within(int cost, const char* regexp, const char* s, int s_len);

@@ -1,4 +1,5 @@
 #include "QVvisaTools.h"
+#include "errorTexts.h"
 
 #include <cerrno>
 #include <cstring>

@@ -3,10 +3,8 @@
 #pragma once
 
 #include "QVvisaBackends.h"
-#include "QVvisaFind.h"
 #include "QVvisaLock.h"
 #include "QVvisaMemory.h"
-#include "QVvisaUSB.h"
 #include "osAbstraction.h"
 
 extern "C" {

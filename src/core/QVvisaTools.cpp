@@ -1,6 +1,7 @@
 #include "QVvisaTools.h"
 
 #include "DebugDll.h"
+#include "errorTexts.h"
 #include "hptime.h"
 #include "osAbstraction.h"
 

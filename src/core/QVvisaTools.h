@@ -2,7 +2,6 @@
 /// Any thread may call them.
 #pragma once
 
-#include "errorTexts.h"
 #include "export.h"
 
 #include <cstddef>
