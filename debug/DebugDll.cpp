@@ -13,10 +13,11 @@
 
 namespace {
 
+/// For writing, and not inherited by the programs that the application starts.
 #if defined(_WIN32)
-constexpr char OPEN_MODE[] = "w";
+constexpr char OPEN_MODE[] = "wN";
 #else
-constexpr char OPEN_MODE[] = "we";  // not inherited by the programs that the application starts
+constexpr char OPEN_MODE[] = "we";
 #endif
 
 /// The results of opening.

@@ -38,7 +38,7 @@ struct os_fastlock_t {
   pthread_mutex_t mutex;
   uint32_t spinCount;  ///< attempts before a thread sleeps for the lock
 };
-/// Makes a lock of static storage ready at load; Windows has nothing like it and needs OS_initFastLock.
+/// Makes a lock of static storage ready at load; Windows has nothing like it and needs a FastLockAtLoad beside it.
 #define OS_FASTLOCK_INITIALIZER                                                                                        \
   { PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP, 0 }
 #endif

@@ -1,5 +1,6 @@
 #include "osAbstraction.h"
 
+#include <cstring>
 #include <new>
 
 namespace {
@@ -11,6 +12,20 @@ template <typename Result>
 Result toResult(DWORD waited) {
   if (waited == WAIT_OBJECT_0) return static_cast<Result>(0);
   return waited == WAIT_TIMEOUT ? static_cast<Result>(1) : static_cast<Result>(2);
+}
+
+/// The system takes a few bytes more; the limit is the same everywhere.
+constexpr size_t maxNameLength = 255;
+
+/// Makes a named object by `create`.
+/// @return false, with the reason in the last error and null in the handle, if that can't be
+template <typename Create>
+bool construct(HANDLE* handle, const char* name, Create create) {
+  if (!handle) return false;
+  const bool fits = !name || strlen(name) <= maxNameLength;
+  if (!fits) SetLastError(ERROR_FILENAME_EXCED_RANGE);
+  *handle = fits ? create() : nullptr;
+  return *handle != nullptr;
 }
 
 struct ThreadStart {
@@ -53,9 +68,7 @@ void OS_unlockFast(os_fastlock_t* lock) {
 }
 
 bool OS_constructMutex(MutexData*, MutexHandle* handle, const char* name) {
-  if (!handle) return false;
-  *handle = CreateMutexA(nullptr, FALSE, name);
-  return *handle != nullptr;
+  return construct(handle, name, [&] { return CreateMutexA(nullptr, FALSE, name); });
 }
 
 void OS_destructMutex(MutexHandle handle) {
@@ -74,9 +87,7 @@ bool OS_unlockMutex(MutexHandle handle) {
 }
 
 bool OS_constructEvent(EventData*, EventHandle* handle, const char* name) {
-  if (!handle) return false;
-  *handle = CreateEventA(nullptr, FALSE, FALSE, name);
-  return *handle != nullptr;
+  return construct(handle, name, [&] { return CreateEventA(nullptr, FALSE, FALSE, name); });
 }
 
 void OS_destructEvent(EventHandle handle) {
@@ -105,9 +116,9 @@ EventResult OS_waitForMultipeEvents(uint32_t elements, EventHandle* handles, boo
 
 bool OS_constructSemaphore(SemaphoreData*, SemaphoreHandle* handle, const char* name, uint32_t initCnt,
                            uint32_t semCnt) {
-  if (!handle) return false;
-  *handle = CreateSemaphoreA(nullptr, static_cast<LONG>(initCnt), static_cast<LONG>(semCnt), name);
-  return *handle != nullptr;
+  return construct(handle, name, [&] {
+    return CreateSemaphoreA(nullptr, static_cast<LONG>(initCnt), static_cast<LONG>(semCnt), name);
+  });
 }
 
 void OS_destructSemaphore(EventHandle handle) {

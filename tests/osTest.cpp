@@ -51,6 +51,7 @@ struct Event {
 
 TEST(FastLock, IsRecursiveAndExcludesOtherThreads) {
   static os_fastlock_t atLoad = OS_FASTLOCK_INITIALIZER;
+  static const FastLockAtLoad makesAtLoad(atLoad);
   os_fastlock_t plain;
   os_fastlock_t spinning;
   OS_initFastLock(&plain);

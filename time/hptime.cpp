@@ -22,6 +22,7 @@ LARGE_INTEGER gHPTimerTicks;
 /// Read without the lock by every hptime_get_time; that it isn't 0 says that the other values are there.
 std::atomic<long long> gHPFrequency = 0;
 os_fastlock_t HPfastLock = OS_FASTLOCK_INITIALIZER;
+const FastLockAtLoad makesHPfastLock(HPfastLock);
 
 unsigned long long ticksOf(const OS_SYSTEMTIME& time) {
   FILETIME ticks = {};
@@ -67,7 +68,6 @@ void UTIL_time_adjust() {
 
 void hptime_init() {
   if (gInitialized != 0) return;
-  OS_initFastLock(&HPfastLock);
   UTIL_time_adjust();
   gInitialized = 1;
 }

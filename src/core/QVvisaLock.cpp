@@ -1,3 +1,9 @@
 #include "QVvisaLock.h"
 
 os_fastlock_t flock_QVvisa = OS_FASTLOCK_INITIALIZER;
+
+namespace {
+
+const FastLockAtLoad makesCoreLock(flock_QVvisa);
+
+}  // namespace

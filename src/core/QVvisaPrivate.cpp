@@ -23,13 +23,6 @@ bool changeClosing(Closing from, Closing to) {
   return closing.compare_exchange_strong(from, to);
 }
 
-/// Makes the fast lock in the process's first start. It outlives every close, see QVvisaLock.h.
-void makeFastLock(os_fastlock_t* lock) {
-  static bool isMade = false;
-  if (!isMade) OS_initFastLock(lock);
-  isMade = true;
-}
-
 /// The part of a start that can fail.
 ViStatus startServices(const QVvisa_init_t& init) {
   ViStatus status = libusb2QVvisaStatus(libusb_init(init.ppContext));
@@ -91,7 +84,6 @@ BOOL QVvisa_initLibrary(PVOID*, PVOID Parameter, PVOID* lpContext) {
   // a slow open or search may hold it, while the caller's start mutex keeps all other starts of the user waiting.
   changeClosing(Closing::Deferred, Closing::No);
   if (closing != Closing::Running && QVvisa_isUp() && init.qvvisa == gQVvisaInit.qvvisa) return TRUE;
-  makeFastLock(init.pCritSection);
   const CoreLock lock;
   changeClosing(Closing::Deferred, Closing::No);
   if (init.pQVVisaInitialized && *init.pQVVisaInitialized == 0) {
