@@ -335,6 +335,9 @@ TEST_F(TcpRecord, ShortTransfersEndTheCall) {
   EXPECT_EQ(QVvisa_TCPIP_Write(dev_, buf, 0xFFFFFFFF, &count), VI_SUCCESS);
   EXPECT_EQ(net.transferLen, INT_MAX);
   EXPECT_EQ(count, static_cast<ViUInt32>(INT_MAX / 2));
+  EXPECT_EQ(QVvisa_TCPIP_Read(dev_, nullptr, 0, &count), VI_SUCCESS);
+  EXPECT_EQ(count, 0U);
+  EXPECT_EQ(net.transferLen, INT_MAX) << "the socket isn't asked for no bytes";
 }
 
 }  // namespace

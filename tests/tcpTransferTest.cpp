@@ -1,11 +1,14 @@
 /// Transfers, attributes and the opening of TCP/IP sessions against a real server on the loopback interface.
 #include "QVvisaTCPIP.h"
+#include "support/childProcess.h"
 #include "support/signalStorm.h"
 #include "support/tcpSession.h"
 
 #include <fcntl.h>
 #include <netinet/tcp.h>
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <string>
@@ -92,6 +95,57 @@ TEST_F(TcpTransfer, TimeLimitEndsAReadAndTheSessionGoesOn) {
   for (const ViUInt32 limit_ms : {1U, 3U, 37U}) readInVain(limit_ms);
   peer_.send("late");
   EXPECT_EQ(read(vi_), "late");
+}
+
+TEST_F(TcpTransfer, ALineThatNobodyReadsIsNoSignal) {
+  peer_.reset();
+  ChildProcess printer([this] {
+    int ends[2];
+    if (pipe(ends) != 0 || close(ends[0]) != 0 || dup2(ends[1], STDOUT_FILENO) < 0) _exit(2);
+    signal(SIGPIPE, SIG_DFL);
+    ViByte byte = 0;
+    for (int i = 0; i < 300; ++i) QV_viWrite(vi_, &byte, 1, nullptr);
+    fflush(stdout);  // as at the end of an application
+  });
+  EXPECT_EQ(printer.exitCode(), 0);
+}
+
+TEST_F(TcpTransfer, StaysWholeWithThreadsOnOneSession) {
+  constexpr size_t kBytes = 1 << 20;
+  const std::string text(1000, 't');
+  std::atomic<size_t> received{0};
+  std::atomic<int> readers{2};
+  const auto receive = [&] {
+    ViByte buf[1000];
+    ViUInt32 count = 1;
+    while (count > 0 && QV_viRead(vi_, buf, sizeof buf, &count) == VI_SUCCESS) received += count;
+    EXPECT_EQ(count, 0U);
+    --readers;
+  };
+  const auto limit = [&](ViUInt32 limit_ms) {
+    while (readers > 0) {
+      setTimeLimit(limit_ms);
+      timeLimit();
+    }
+  };
+  {
+    const std::jthread users[] = {
+        std::jthread(receive),
+        std::jthread(receive),
+        std::jthread(limit, 600'000),
+        std::jthread(limit, 700'000),
+        std::jthread([&] {
+          for (int i = 0; i < 500; ++i) write(vi_, text);
+        }),
+        std::jthread([&] { EXPECT_EQ(peer_.receive(500 * text.size()).size(), 500 * text.size()); })};
+    peer_.send(std::string(kBytes, 'r'));
+    peer_.halfClose();
+  }
+  EXPECT_EQ(received, kBytes);
+  timeval held{};
+  socklen_t size = sizeof held;
+  ASSERT_EQ(getsockopt(record()->clientSocket, SOL_SOCKET, SO_RCVTIMEO, &held, &size), 0);
+  EXPECT_EQ(static_cast<ViUInt32>(held.tv_sec), timeLimit() / 1000) << "said and done";
 }
 
 TEST_F(TcpTransfer, TimeLimitReadsBackAsSet) {

@@ -1,5 +1,7 @@
 #include "sockets.h"
 
+#include "descriptor.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -44,12 +46,6 @@ bool waitWithinLimit(int s, Clock::time_point start) {
   return ::ppoll(&readable, 1, limit.count() == 0 ? nullptr : &timeout, nullptr) >= 0 || errno == EINTR;
 }
 
-/// A receive of no bytes tells only whether the connection is in order; left to itself the system would wait for data.
-int receiveNothing(int s, int flags) {
-  if (::recv(s, nullptr, 0, flags | MSG_DONTWAIT) >= 0) return 0;
-  return errno == EAGAIN || errno == EINTR ? 0 : -1;
-}
-
 }  // namespace
 
 int winsock::WSAStartup(WORD version, WSADATA* data) {
@@ -80,7 +76,7 @@ int winsock::WSAAddressToStringA(sockaddr* address, DWORD addressLen, const void
 }
 
 int winsock::socket(int family, int type, int protocol) {
-  return ::socket(family, type | SOCK_CLOEXEC, protocol);
+  return awayFromStandardStreams(::socket(family, type | SOCK_CLOEXEC, protocol));
 }
 
 int winsock::closesocket(int s) {
@@ -116,7 +112,6 @@ int winsock::send(int s, const char* buf, int len, int flags) {
 }
 
 int winsock::recv(int s, char* buf, int len, int flags) {
-  if (len == 0) return receiveNothing(s, flags);
   const Clock::time_point start = Clock::now();
   ssize_t received = ::recv(s, buf, static_cast<size_t>(len), flags);
   // Interrupted, or possibly ended a clock tick early: what is left of the time is waited for from here.

@@ -56,7 +56,8 @@ int WSAGetLastError();
 /// @return 0, or -1 for another family or too little room
 int WSAAddressToStringA(sockaddr* address, DWORD addressLen, const void* protocolInfo, char* text, DWORD* textLen);
 
-/// Makes a blocking socket that programs started by this process don't inherit. @return The socket, or -1
+/// Makes a blocking socket that programs started by this process don't inherit, never under the number of a
+/// standard stream. @return The socket, or -1
 int socket(int family, int type, int protocol);
 /// Closes a socket. @return 0, or -1 if `s` is no open socket
 int closesocket(int s);
@@ -66,7 +67,6 @@ int connect(int s, const sockaddr* address, int addressLen);
 /// Sends all `len` bytes, waiting for room. @return Bytes sent, fewer only where the connection broke midway, or -1
 int send(int s, const char* buf, int len, int flags);
 /// Receives what is there, waiting for the first byte for up to the socket's SO_RCVTIMEO, and never less than that.
-/// With `len` 0 it doesn't wait.
 /// @return Bytes received, 0 once the peer has closed, or -1
 int recv(int s, char* buf, int len, int flags);
 

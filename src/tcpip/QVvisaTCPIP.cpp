@@ -2,10 +2,13 @@
 
 #include "DebugMalloc.h"
 #include "QVvisaAttributeValue.h"
+#include "fastLock.h"
+#include "sigpipeGuard.h"
 #include "sockets.h"
 
 #include <algorithm>
 #include <climits>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
@@ -20,6 +23,17 @@ constexpr ViStatus kSocketFailure = -1;
 constexpr const char* kAnyService = "2000";
 /// Room for the text of any IPv6 address.
 constexpr DWORD kIpv6TextLen = 46;
+
+/// Prints to standard output. Nothing stays in its buffer, which the application would write later, when a pipe without
+/// a reader is a signal again.
+[[gnu::format(printf, 1, 2)]] void print(const char* format, ...) {
+  const SigpipeGuard noSignal;
+  va_list arguments;
+  va_start(arguments, format);
+  vprintf(format, arguments);
+  va_end(arguments);
+  fflush(stdout);
+}
 
 /// Up to the next separator or the end. The separator found is cut off `text`; a missing one leaves a null `text`.
 std::string_view takeField(std::string_view& text) {
@@ -43,21 +57,21 @@ void endUseOfWinsock(QVvisa_tcpip_device_t* dev) {
 }
 
 void takeIpv4Address(const addrinfo& address, QVvisa_tcpip_device_t* dev) {
-  puts("AF_INET (IPv4)");
+  print("AF_INET (IPv4)\n");
   const in_addr ip = reinterpret_cast<const sockaddr_in*>(address.ai_addr)->sin_addr;
   copyField(inet_ntoa(ip), dev->hostName);
-  printf("\tIPv4 address %s\n", dev->hostName);
+  print("\tIPv4 address %s\n", dev->hostName);
 }
 
 void takeIpv6Address(const addrinfo& address, QVvisa_tcpip_device_t* dev) {
-  puts("AF_INET6 (IPv6)");
+  print("AF_INET6 (IPv6)\n");
   DWORD textLen = kIpv6TextLen;
   if (winsock::WSAAddressToStringA(address.ai_addr, static_cast<DWORD>(address.ai_addrlen), nullptr, dev->hostName,
                                    &textLen) != 0) {
-    printf("WSAAddressToString failed with %u\n", static_cast<unsigned>(winsock::WSAGetLastError()));
+    print("WSAAddressToString failed with %u\n", static_cast<unsigned>(winsock::WSAGetLastError()));
     return;
   }
-  printf("\tIPv6 address %s\n", dev->hostName);
+  print("\tIPv6 address %s\n", dev->hostName);
 }
 
 /// Puts the text of the host's last address into `hostName`; a host that can't be resolved stays as it is.
@@ -72,7 +86,7 @@ void resolveHost(QVvisa_tcpip_device_t* dev) {
   for (const addrinfo* address = list; address; address = address->ai_next) {
     switch (address->ai_family) {
     case AF_UNSPEC:
-      puts("Unspecified");
+      print("Unspecified\n");
       break;
     case AF_INET:
       takeIpv4Address(*address, dev);
@@ -81,7 +95,7 @@ void resolveHost(QVvisa_tcpip_device_t* dev) {
       takeIpv6Address(*address, dev);
       break;
     default:
-      printf("Other %d\n", address->ai_family);
+      print("Other %d\n", address->ai_family);
     }
   }
   winsock::freeaddrinfo(list);
@@ -102,7 +116,7 @@ int transferLength(ViUInt32 cnt) {
 
 ViStatus reportTransfer(int moved, const char* failure, ViPUInt32 retCnt) {
   if (moved < 0) {
-    puts(failure);
+    print("%s\n", failure);
     return kSocketFailure;
   }
   if (retCnt) *retCnt = static_cast<ViUInt32>(moved);
@@ -157,6 +171,7 @@ bool readOption(const QVvisa_tcpip_device_t* dev, int level, int name, ViUInt32&
 }
 
 ViStatus deliverTimeLimit(QVvisa_tcpip_device_t* dev, void* attrValue) {
+  const FastLockGuard guard(dev->timeLimitLock);
   ViUInt32 limit_ms = 0;
   if (!readOption(dev, SOL_SOCKET, SO_RCVTIMEO, limit_ms)) return VI_SUCCESS;
   if (dev->timeLimitWasSet && limit_ms == dev->timeLimitHeld) limit_ms = dev->timeLimitSet;
@@ -177,6 +192,7 @@ ViStatus deliverKeepAlive(const QVvisa_tcpip_device_t* dev, void* attrValue) {
 }
 
 ViStatus setTimeLimit(QVvisa_tcpip_device_t* dev, ViUInt32 limit_ms) {
+  const FastLockGuard guard(dev->timeLimitLock);
   if (winsock::setsockopt(dev->clientSocket, SOL_SOCKET, SO_RCVTIMEO, reinterpret_cast<const char*>(&limit_ms),
                           sizeof limit_ms) != 0) {
     return kSocketFailure;
@@ -197,10 +213,11 @@ ViStatus QVvisa_initTCPIPDevListElem(QVvisa_tcpip_device_t** ppqvlsDev) {
   WSADATA winsockData;
   const int error = winsock::WSAStartup(version, &winsockData);
   if (error != 0) {
-    printf("WSAStartup function failed with error: %d\n", error);
+    print("WSAStartup function failed with error: %d\n", error);
     DEBUG_FREE(dev);
     return VI_ERROR_SYSTEM_ERROR;
   }
+  OS_initFastLock(&dev->timeLimitLock);
   dev->usesWinsock = true;
   dev->clientSocket = -1;
   dev->port = TCPIP_PORT;
@@ -214,6 +231,7 @@ void QVvisa_closeTCPIPDevListElem(QVvisa_tcpip_device_t** ppqvlsDev) {
   if (!ppqvlsDev || !*ppqvlsDev) return;
   winsock::closesocket((*ppqvlsDev)->clientSocket);
   endUseOfWinsock(*ppqvlsDev);
+  OS_deleteFastLock(&(*ppqvlsDev)->timeLimitLock);
   DEBUG_FREE(*ppqvlsDev);
   *ppqvlsDev = nullptr;
 }
@@ -255,16 +273,16 @@ ViStatus QVvisa_OpenHelperFindOpenDevTCPIP(QVvisa_tcpip_device_t* pqvlsDev) {
   if (!pqvlsDev) return VI_ERROR_INV_OBJECT;
   pqvlsDev->clientSocket = static_cast<int>(winsock::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
   if (pqvlsDev->clientSocket == -1) {
-    puts("Error at socket()");
+    print("Error at socket()\n");
     endUseOfWinsock(pqvlsDev);
     return VI_ERROR_SYSTEM_ERROR;
   }
   resolveHost(pqvlsDev);
   if (connectToHost(pqvlsDev)) return VI_SUCCESS;
 
-  printf("connect function failed with error: %d\n", winsock::WSAGetLastError());
+  print("connect function failed with error: %d\n", winsock::WSAGetLastError());
   if (winsock::closesocket(pqvlsDev->clientSocket) != 0) {
-    printf("closesocket function failed with error: %d\n", winsock::WSAGetLastError());
+    print("closesocket function failed with error: %d\n", winsock::WSAGetLastError());
   }
   // The number may soon be another thread's socket; the record's own close must not meet it again.
   pqvlsDev->clientSocket = -1;
@@ -274,7 +292,9 @@ ViStatus QVvisa_OpenHelperFindOpenDevTCPIP(QVvisa_tcpip_device_t* pqvlsDev) {
 
 ViStatus QVvisa_TCPIP_Read(QVvisa_tcpip_device_t* pqvlsDev, ViPBuf buf, ViUInt32 cnt, ViPUInt32 retCnt) {
   if (!pqvlsDev || (!buf && cnt > 0)) return VI_ERROR_INV_OBJECT;
-  if (cnt > 0) memset(buf, 0, cnt);
+  // Left to the socket, a receive of no bytes would wait for data on some systems.
+  if (cnt == 0) return reportTransfer(0, nullptr, retCnt);
+  memset(buf, 0, cnt);
   const int received = winsock::recv(pqvlsDev->clientSocket, reinterpret_cast<char*>(buf), transferLength(cnt), 0);
   return reportTransfer(received, "Reading response failed", retCnt);
 }

@@ -1,13 +1,14 @@
 /// TCP/IP sessions: a plain client socket. The name gives host and port, the open connects, a transfer is one call of
 /// the socket; no instrument protocol runs on top. Opening and failing transfers print to standard output.
 ///
-/// Nothing here takes a lock. Naming and opening belong to one thread; attributes and transfers may run on several,
-/// which then share the stream.
+/// Naming and opening belong to one thread; attributes and transfers may run on several, which then share the stream.
+/// Only the time limit has a lock, which no transfer holds.
 #pragma once
 
 #include "QVvisa.h"
 #include "QVvisaNamePatterns.h"
 #include "export.h"
+#include "osAbstraction.h"
 
 #include <cstdint>
 
@@ -24,10 +25,11 @@ struct QVvisa_tcpip_device_t {
   uint16_t port;
   uint32_t tcpip_Timo_ms;  ///< receive time limit in ms, as last read from the socket
 
-  bool usesWinsock;        ///< a WSAStartup of this record waits for its WSACleanup
-  bool timeLimitWasSet;    ///< the next two fields are valid
-  uint32_t timeLimitSet;   ///< receive time limit in ms, as last set
-  uint32_t timeLimitHeld;  ///< what the socket made of it: some round it to their clock tick
+  bool usesWinsock;             ///< a WSAStartup of this record waits for its WSACleanup
+  os_fastlock_t timeLimitLock;  ///< keeps the next fields and `tcpip_Timo_ms` in step with the socket
+  bool timeLimitWasSet;         ///< the next two fields are valid
+  uint32_t timeLimitSet;        ///< receive time limit in ms, as last set
+  uint32_t timeLimitHeld;       ///< what the socket made of it: some round it to their clock tick
 };
 
 /// Makes a record with default port, time limit and the local loopback host, and starts a use of Winsock.
@@ -62,7 +64,7 @@ QVVISA_API ViStatus QVvisa_OpenHelperParseNameTCPIP_Socket(const char* cp, QVvis
 /// @retval VI_ERROR_SYSTEM_ERROR  no socket, or no connection
 QVVISA_API ViStatus QVvisa_OpenHelperFindOpenDevTCPIP(QVvisa_tcpip_device_t* pqvlsDev);
 
-/// Zeroes `buf` and receives once.
+/// Zeroes `buf` and receives once; with `cnt` 0 there is nothing to ask the socket for.
 /// @param cnt     size of `buf` in bytes
 /// @param retCnt  receives the number of bytes, 0 once the peer has closed; may be null; unchanged on failure
 /// @retval VI_SUCCESS           received, possibly fewer than `cnt` bytes
