@@ -3,6 +3,7 @@
 #include "support/childProcess.h"
 #include "support/eventually.h"
 #include "support/startLibrary.h"
+#include "support/toolProcess.h"
 #include "virtualUsb.h"
 
 #include <gtest/gtest.h>
@@ -189,6 +190,18 @@ TEST_F(UsbEndToEnd, StatusByteAndClear) {
   EXPECT_EQ(QV_viReadSTB(notifying.handle, &status), VI_SUCCESS);
   EXPECT_EQ(status, 0x50) << "of the time of the request";
   EXPECT_EQ(QV_viClear(notifying.handle), VI_SUCCESS);
+}
+
+TEST_F(UsbEndToEnd, TheToolsClearEndsTheHaltOfTheEndpoint) {
+  device.setHook(once(endpoint::bulkOut, UsbFate::stalled));
+  EXPECT_EQ(Session(kInstr).write("*TST?"), kStalled);
+  EXPECT_EQ(Session(kInstr).write("*TST?"), kStalled);
+  // Programs with AddressSanitizer want its library in front of a preloaded one.
+  ToolProcess clear("LD_PRELOAD=libumockdev-preload.so.0 ASAN_OPTIONS=verify_asan_link_order=0 exec " QVVISA_TOOL
+                    " clear $1",
+                    {kInstr});
+  EXPECT_EQ(clear.wait(), 0) << clear.error();
+  EXPECT_EQ(Session(kInstr).query("*IDN?"), kIdentity);
 }
 
 TEST_F(UsbEndToEnd, TwoInstrumentsTalkAtOnce) {

@@ -25,6 +25,19 @@ Answer readStatusByte(const Instrument& instrument) {
   return {"0x" + hexOfBytes({&byte, 1}) + '\n', {}};
 }
 
+/// An instrument may halt its Bulk-OUT endpoint for the clear, until it is told that the host is done with it.
+Answer clear(const Instrument& instrument) {
+  constexpr ViInt16 toEndpoint = 0x02, clearFeature = 1;
+  constexpr ViUInt16 endpointHalt = 0;
+  ViUInt16 bulkOut = 0;
+  instrument.check(QV_viClear(instrument.handle()), "clearing");
+  instrument.check(QV_viGetAttribute(instrument.handle(), VI_ATTR_USB_BULK_OUT_PIPE, &bulkOut),
+                   "asking for the Bulk-OUT endpoint of");
+  instrument.check(QV_viUsbControlOut(instrument.handle(), toEndpoint, clearFeature, endpointHalt, bulkOut, 0, VI_NULL),
+                   "ending the halt of");
+  return {};
+}
+
 Answer controlRemote(const std::string& resource, const Options& options, const std::string& mode) {
   const auto value = parseValue(mode, renModes(), 0, std::numeric_limits<ViUInt16>::max());
   if (!value) throw UsageError("not a mode of remote enable: '" + mode + "'");
@@ -83,11 +96,8 @@ void addUsbCommands(CommandLine& line) {
   const Options& options = line.options();
   line.addOnResource("stb", "Print the status byte of a USB instrument",
                      [&options](const auto& resource) { return readStatusByte(Instrument(resource, options)); });
-  line.addOnResource("clear", "Clear a USB instrument", [&options](const auto& resource) {
-    const Instrument instrument(resource, options);
-    instrument.check(QV_viClear(instrument.handle()), "clearing");
-    return Answer{};
-  });
+  line.addOnResource("clear", "Clear a USB instrument",
+                     [&options](const auto& resource) { return clear(Instrument(resource, options)); });
   const auto mode = std::make_shared<std::string>();
   CLI::App* ren =
       line.addOnResource("ren", "Control remote enable of a USB instrument",
