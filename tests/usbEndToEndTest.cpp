@@ -154,6 +154,22 @@ TEST_F(UsbEndToEnd, ReadsAResponseInTwoTransfers) {
   EXPECT_EQ(session.query("*IDN?"), kIdentity);
 }
 
+TEST_F(UsbEndToEnd, AResponseArrivesWholeOrNotAtAll) {
+  Session session(kInstr);
+  const auto ask = [&session](size_t length, ViStatus expected) {
+    const std::string frame = "#4xxxx\n";
+    EXPECT_EQ(session.write("DATA:BLOCK? " + std::to_string(length - frame.size())), VI_SUCCESS);
+    EXPECT_EQ(session.read(expected).size(), expected == VI_SUCCESS ? length : 0) << length;
+  };
+  ask(2036, VI_SUCCESS);
+  for (const size_t padded : {2037, 2039, 3059}) ask(padded, VI_ERROR_IO);
+  for (const size_t unpadded : {2040, 3060}) ask(unpadded, VI_SUCCESS);
+  ask(3064, VI_ERROR_IO);
+  for (int i = 0; i < 3; ++i) ask(2000, VI_ERROR_IO);  // what stays behind is met by the next read, and so on
+  EXPECT_EQ(QV_viClear(session.handle), VI_SUCCESS);
+  ask(2000, VI_SUCCESS);
+}
+
 TEST_F(UsbEndToEnd, ATimeOutLeavesTheNextQueryWorking) {
   Session session(kInstr);
   session.setTimeout(60);

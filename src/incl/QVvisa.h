@@ -728,7 +728,9 @@ typedef ViByte* ViPBuf;
  * @brief Starts the library, if it isn't up, and delivers the handle of the resource manager.
  *
  * May be called any number of times; nothing counts the calls. The library stays up for as long as a session or a find
- * list is open, whether or not the resource manager's handle was closed.
+ * list is open, whether or not the resource manager's handle was closed. The close of the last of these takes it down,
+ * so that it has to be started again before the next search or open. A program that searches, closes the find list and
+ * only then opens an instrument meets this: it calls QV_viOpenDefaultRM in between, or opens the instrument first.
  *
  * @param[out] vi  receives the handle, always 0x64190511; 0 on failure
  * @retval VI_SUCCESS             the library is up
@@ -744,9 +746,50 @@ QVVISA_PUBLIC ViStatus _VI_FUNC QV_viOpenDefaultRM(ViPSession vi);
 /**
  * @brief Searches the attached USB interfaces and serial ports.
  *
- * The expression is a regular part, matched against each resource name (case counts; `?*` stands for any text), and,
- * if wanted, an attribute part in braces, such as `USB?*::INSTR{VI_ATTR_MODEL_CODE == 0x42}`. TCP/IP instruments are
- * never listed. The answer is a snapshot: USB resources first, then serial ports.
+ * Listed are the interfaces of all USB instruments of vendor 0x7C5A that give their class per interface (those of other
+ * vendors can be opened by name), and the system's serial ports. TCP/IP instruments are never listed. The answer is a
+ * snapshot: USB resources first, then serial ports. Their names:
+ *
+ *     USB0::0x7C5A::0x0042::A1234::INSTR      USBTMC with USB488: vendor, product, serial number
+ *     USB0::0x7C5A::0x0042::A1234::1::RAW     any other USB interface, with its number
+ *     ASRL3::INSTR                            a serial port
+ *
+ * The expression is a regular part and, if wanted, an attribute part in braces behind it, with nothing but white space
+ * behind that: `USB?*::INSTR{VI_ATTR_MODEL_CODE == 0x42}`. A resource is found when both agree.
+ *
+ * Regular part. It is looked for anywhere in the name (`::INSTR` finds all that contain it; `^` and `$` bind it to the
+ * ends), case counts, and it has to match at least one character. Every `?*` in it is read as `.*`, any text, so that
+ * the usual `?*::INSTR` works. A lone `?` doesn't mean "any character", as it does in VPP-4.3: it makes what stands
+ * before it optional. One character, whichever, is `.`.
+ *
+ *     .  [abc]  [0-9]  [^abc]     any character; one out of a set, which may hold ranges; one that isn't in it
+ *     *  +  ?                     after a character, a set or a group: any number, at least one, at most one
+ *     *?  +?                      as * and +, but as few as possible
+ *     ( ... )  |                  a group; alternatives, of a group or of the whole
+ *     ^  $                        the start and the end of the name
+ *     \d \s \S                    a digit, white space, anything else than white space
+ *     \xHH                        the character with that hexadecimal code
+ *     \. \* \? \+ \( \) \[ ...    the character itself
+ *
+ * Alternatives of the whole are written without groups, `USB?*|ASRL?*`, or within one group, `(USB|ASRL)?*`: groups in
+ * more than one alternative, as in `(USB?*)|(ASRL?*)`, all stand for the text of the first, which here finds no ASRL.
+ * What `?` or an alternative has taken isn't given back when the rest fails: `U?USB` finds nothing in a name that
+ * begins with USB. Up to 99 groups and 100 bars are read. An expression that isn't valid, or that takes too many
+ * attempts on a name (some thousands, far beyond what is written for a purpose), doesn't match.
+ *
+ * Attribute part. Comparisons (`==` `!=` `<` `<=` `>` `>=`) of an attribute and a number, in either order, decimal or
+ * hexadecimal as in 0x7C5A, without a sign; `&&`, `||`, `!` and parentheses. `&&` binds closer than `||`, and `!` less
+ * than both: it stands at the start of a level and negates all of that level, so that one term is negated as
+ * `(!(VI_ATTR_USB_CLASS == 254))`, in parentheses of its own behind an operator. The attributes:
+ *
+ *     VI_ATTR_MANF_ID        the vendor; of a serial port that of its USB adapter, or 0
+ *     VI_ATTR_MODEL_CODE     the product, likewise
+ *     VI_ATTR_USB_CLASS      of a USB interface, as VI_ATTR_USB_SUBCLASS and VI_ATTR_USB_PROTOCOL
+ *     VI_ATTR_ASRL_BAUD      115200 for each serial port, 0 for USB
+ *
+ * An attribute of the other bus doesn't exclude a resource: the USB class of a serial port, say, is that of the last
+ * USB interface listed. Name the bus in the regular part. VI_ATTR_USB_SERIAL_NUM, VI_ATTR_MANF_NAME, VI_ATTR_MODEL_NAME
+ * and text in quotation marks are read but can't be compared. What can be read but not evaluated finds nothing.
  *
  * @param[in]  sesn    the resource manager's handle
  * @param[in]  expr    the expression; its regular part holds at most 255 characters, its attribute part 4096
@@ -789,6 +832,10 @@ QVVISA_PUBLIC ViStatus _VI_FUNC QV_viFindNext(ViFindList vi, ViChar* desc);
  * Names, by example: `USB0::0x7C5A::0x0042::A1234::INSTR`, `USB0::0x7C5A::0x0043::B5678::1::RAW`, `ASRL3::INSTR`,
  * `COM3::9600`, `TCPIP0::192.0.2.7::5025::SOCKET`, `TCPIP0::host::inst0::INSTR`.
  *
+ * Opening one of several USB instruments with the same vendor and product touches the others for a moment: each in turn
+ * is opened and its interface claimed (taken from a driver of the system and given back) before its serial number can
+ * be read. One that another session or process holds stays undisturbed.
+ *
  * @param[in]  sesn     the resource manager's handle
  * @param[in]  name     the resource name, NUL-terminated
  * @param[in]  mode     VI_NO_LOCK or VI_EXCLUSIVE_LOCK; only reported back as VI_ATTR_RSRC_LOCK_STATE
@@ -815,7 +862,8 @@ QVVISA_PUBLIC ViStatus _VI_FUNC QV_viOpen(ViSession sesn, ViRsrc name, ViAccessM
  *
  * The handle is invalid from the call on. An operation of another thread that is still running on the session ends as
  * it would have, and the instrument is let go when the last one has ended. The close that leaves no session and no find
- * list takes the library down; closing the resource manager's handle while others are open changes nothing.
+ * list takes the library down, whatever was closed, and QV_viOpenDefaultRM has to start it again; closing the resource
+ * manager's handle while others are open changes nothing.
  *
  * @param[in] vi  the handle
  * @retval VI_SUCCESS           closed, or the library isn't up
@@ -827,9 +875,13 @@ QVVISA_PUBLIC ViStatus _VI_FUNC QV_viClose(ViObject vi);
 /**
  * @brief Sets an attribute of a session.
  *
+ * VI_ATTR_TMO_VALUE is in milliseconds. On USB its ends are the opposite of VPP-4.3: VI_TMO_IMMEDIATE (0) waits for
+ * ever, and VI_TMO_INFINITE is a limit of that many milliseconds, some 50 days.
+ *
  * @param[in] vi         the session
  * @param[in] attrName   the attribute's code
- * @param[in] attrValue  the new value; attributes narrower than 32 bits take its low bits
+ * @param[in] attrValue  the new value; attributes narrower than 32 bits take its low bits, but for the boolean ones,
+ *                       which look at the whole value: only 0 is VI_FALSE, and 0x10000 is VI_TRUE
  * @retval VI_SUCCESS                set
  * @retval VI_ERROR_SYSTEM_ERROR     the library isn't up, or the port failed
  * @retval VI_ERROR_INV_OBJECT       vi is neither a session nor a find list
@@ -880,9 +932,20 @@ QVVISA_PUBLIC ViStatus _VI_FUNC QV_viStatusDesc(ViObject vi, ViStatus status, Vi
 /**
  * @brief Reads from the instrument, blocking for up to the session's time limit.
  *
- * USBTMC: one whole response, of at most cnt and 3060 bytes. Raw USB: one bulk transfer. Serial: up to the end
- * condition of the session's attributes or cnt bytes. TCP/IP: what one receive delivers; 0 bytes when the peer has
- * closed.
+ * USBTMC: one whole response, see below. Raw USB: one bulk transfer; make cnt a multiple of the endpoint's packet size,
+ * since a packet that doesn't fit is lost (VI_ERROR_QUEUE_OVERFLOW). Serial: up to the end condition of the session's
+ * attributes or cnt bytes. TCP/IP: what one receive delivers; 0 bytes when the peer has closed.
+ *
+ * A USBTMC response arrives whole or not at all, and an instrument that is asked for less than it has fails the read,
+ * so give room for 3060 bytes. Up to 2036 bytes always arrive. From 2037 to 3060 bytes the response comes in two
+ * transfers, whose lengths have to add up: from an instrument that pads to a multiple of 4 bytes, as most do, only
+ * lengths that are such a multiple arrive, and others are VI_ERROR_IO. Longer ones are VI_ERROR_IO. Ask for long data
+ * in parts.
+ *
+ * Something can stay behind in the instrument: the rest of a response above 3060 bytes, or the empty packet that some
+ * instruments send when a response, padding included, fills the transfers to the last byte (2036 or 3060 bytes). The
+ * next read meets it, and from then on each read the answer to the one before: VI_ERROR_IO every time. QV_viClear ends
+ * that.
  *
  * @param[in]  vi      the session
  * @param[out] buf     room for cnt bytes
@@ -946,6 +1009,13 @@ QVVISA_PUBLIC ViStatus _VI_FUNC QV_viReadSTB(ViSession vi, ViPUInt16 status);
 
 /**
  * @brief Clears a USBTMC instrument: its input, its output and the message in progress.
+ *
+ * An instrument may halt its Bulk-OUT endpoint for the clear until it receives CLEAR_FEATURE, which isn't sent here. It
+ * answers the next write with QVVI_ERR_CTL_TRANSFER_STALLED, and this cures it:
+ *
+ *     ViUInt16 endpoint;
+ *     QV_viGetAttribute(vi, VI_ATTR_USB_BULK_OUT_PIPE, &endpoint);
+ *     QV_viUsbControlOut(vi, 2, 1, 0, endpoint, 0, VI_NULL);
  *
  * @param[in] vi  the session
  * @retval VI_SUCCESS             cleared
