@@ -3,6 +3,8 @@
 
 #include "QVvisa.h"
 
+#include <atomic>
+
 struct QVvisa_usb_device_t;
 struct QVvisa_asrl_device_t;
 struct QVvisa_tcpip_device_t;
@@ -20,5 +22,25 @@ struct QVvisa_device_t {
   QVvisa_tcpip_device_t* ttcpDev;  ///< TCP/IP sub-record or null; owned
   int foundTCPIP_Dev;              ///< 1 when the TCP/IP parser accepted the name
 
-  ViUInt32 uses;  ///< operations running on the record, and whether it was closed meanwhile; the registry's own
+  ViUInt32 uses;  ///< reference count, see below
 };
+
+/// Bit of `uses` that says that the record has lost its slot; the rest counts the operations that run on it.
+constexpr ViUInt32 QVVISA_RETIRED = 0x80000000;
+
+/// Counts an operation on a record that has a slot. The caller holds the fast lock.
+inline void QVvisa_addUse(QVvisa_device_t& device) {
+  std::atomic_ref(device.uses).fetch_add(1, std::memory_order_relaxed);
+}
+
+/// Ends an operation.
+/// @return whether it was the last one on a retired record, which the caller has to close
+[[nodiscard]] inline bool QVvisa_dropUse(QVvisa_device_t& device) {
+  return std::atomic_ref(device.uses).fetch_sub(1, std::memory_order_acq_rel) == (QVVISA_RETIRED | 1);
+}
+
+/// Notes that a record has lost its slot.
+/// @return whether no operation runs on it, and the caller has to close it
+[[nodiscard]] inline bool QVvisa_retire(QVvisa_device_t& device) {
+  return std::atomic_ref(device.uses).fetch_or(QVVISA_RETIRED, std::memory_order_acq_rel) == 0;
+}

@@ -5,16 +5,12 @@
 #include "QVvisaLock.h"
 
 #include <algorithm>
-#include <atomic>
 #include <iterator>
 #include <utility>
 
 QVvisa_work_t* gpQvvisa = nullptr;
 
 namespace {
-
-/// Bit of `uses` that says that the record is out of its slot; the rest counts the operations running on it.
-constexpr ViUInt32 kClosed = 0x80000000;
 
 constexpr ViUInt32 kLastHandleOffset = 0xABC;
 ViUInt32 mySessionID = QV_FIRST_SESSION_ID;
@@ -56,41 +52,23 @@ void freeResultArray(Result*** array) {
 template <typename Record, int Max>
 struct Slots {
   Record* (&records)[Max];
-  ViSession (&handles)[Max];
   int& count;
   ViSession Record::*handle;
 };
 
 Slots<QVvisa_device_t, QVVISA_MAX_DEVICES> devices(QVvisa_work_t& table) {
-  return {table.device, table.deviceID, table.numDevs, &QVvisa_device_t::visaID};
+  return {table.device, table.numDevs, &QVvisa_device_t::visaID};
 }
 
 Slots<QVvisa_findList_t, QVVISA_MAX_FINDLISTS> findLists(QVvisa_work_t& table) {
-  return {table.findList, table.findListID, table.numFindLists, &QVvisa_findList_t::ID};
-}
-
-/// Where `vi` stands among the handles; `Max` if it doesn't. Every operation begins with this, so it looks at a block
-/// at a time: vector instructions do that faster than a loop that may end anywhere.
-template <int Max>
-int placeOf(const ViSession (&handles)[Max], ViSession vi) {
-  constexpr int kBlock = std::min(Max, 32);
-  static_assert(Max % kBlock == 0);
-  int place = Max;
-  for (int start = 0; start < Max && place == Max; start += kBlock) {
-    for (int i = start; i < start + kBlock; ++i) place = handles[i] == vi ? i : place;
-  }
-  return place;
+  return {table.findList, table.numFindLists, &QVvisa_findList_t::ID};
 }
 
 /// The slot of the record that `vi` stands for, null for none.
 template <typename Record, int Max>
 Record** slotOf(Slots<Record, Max> slots, ViSession vi) {
-  if (vi == 0) return nullptr;
-  const auto isIt = [&](const Record* record) { return record && record->*slots.handle == vi; };
-  // The copies of the handles stand close together, unlike the records, which have the last word.
-  const int place = placeOf(slots.handles, vi);
-  if (place < Max && isIt(slots.records[place])) return &slots.records[place];
-  auto** slot = std::find_if(std::begin(slots.records), std::end(slots.records), isIt);
+  auto** slot = std::find_if(std::begin(slots.records), std::end(slots.records),
+                             [&](const Record* record) { return record && record->*slots.handle == vi; });
   return slot == std::end(slots.records) ? nullptr : slot;
 }
 
@@ -112,7 +90,6 @@ ViStatus add(Record** record, ViSession* vi) {
   const auto slot = std::find(std::begin(slots.records), std::end(slots.records), nullptr) - slots.records;
   const ViSession handle = QVvisa_GetNextSessionID();
   slots.records[slot] = *record;
-  slots.handles[slot] = handle;
   (*record)->*slots.handle = handle;
   *vi = handle;
   ++slots.count;
@@ -123,16 +100,11 @@ ViStatus add(Record** record, ViSession* vi) {
 template <typename Record, int Max>
 Record* take(Slots<Record, Max> slots, Record** slot) {
   if (!slot || !*slot) return nullptr;
-  slots.handles[slot - slots.records] = 0;
   --slots.count;
   return std::exchange(*slot, nullptr);
 }
 
 }  // namespace
-
-bool QVvisa_isUp() {
-  return std::atomic_ref(gpQvvisa).load(std::memory_order_acquire) != nullptr;
-}
 
 ViUInt32 QVvisa_GetNextSessionID() {
   const CoreLock lock;
@@ -155,11 +127,10 @@ ViStatus QVvisa_AddHandleDevice(QVvisa_device_t** ppdev, ViSession* vi) {
 ViStatus QVvisa_RemoveHandleDevice(QVvisa_device_t** ppdev) {
   QVvisa_device_t* device = gpQvvisa ? take(devices(*gpQvvisa), ppdev) : nullptr;
   if (!device) return VI_SUCCESS;
-  const std::atomic_ref<ViUInt32> uses(device->uses);
-  if (uses.fetch_or(kClosed, std::memory_order_acq_rel) == 0)
+  if (QVvisa_retire(*device))
     QVvisa_closeDevListElem(&device);
   else
-    ++gpQvvisa->numBusy;
+    ++gpQvvisa->numRetired;
   return VI_SUCCESS;
 }
 
@@ -218,22 +189,14 @@ ViStatus QVvisa_LookupHandleFindList(ViSession vi, QVvisa_findList_t** ppfl) {
   return lookUp(vi, QVVISA_HANDLE_TYPE_FINDLIST, ppfl);
 }
 
-ViStatus QVvisa_pinDevice(ViSession vi, QVvisa_device_t** ppdev) {
-  const CoreLock lock;
+QVvisa_device_t* QVvisa_findDevice(ViSession vi) {
   QVvisa_device_t** slot = gpQvvisa ? slotOf(devices(*gpQvvisa), vi) : nullptr;
-  if (!slot) return VI_ERROR_INV_OBJECT;
-  *ppdev = *slot;
-  std::atomic_ref<ViUInt32>((*ppdev)->uses).fetch_add(1, std::memory_order_relaxed);
-  return VI_SUCCESS;
+  return slot ? *slot : nullptr;
 }
 
-bool QVvisa_unpinDevice(QVvisa_device_t* pdev) {
-  const std::atomic_ref<ViUInt32> uses(pdev->uses);
-  if (uses.fetch_sub(1, std::memory_order_acq_rel) != (kClosed | 1)) return false;
-  const CoreLock lock;
+void QVvisa_closeRetiredDevice(QVvisa_device_t* pdev) {
   QVvisa_closeDevListElem(&pdev);
-  --gpQvvisa->numBusy;
-  return true;
+  --gpQvvisa->numRetired;
 }
 
 ViStatus QVvisa_initDevListElem(QVvisa_device_t** ppdev) {

@@ -66,12 +66,7 @@ struct QVvisa_work_t {
   QVvisa_findList_t* findList[QVVISA_MAX_FINDLISTS];  ///< null marks a free slot
   int numFindLists;
 
-  /// The handles of `device` and `findList` side by side, 0 where the slot is free, so that a look-up touches a few
-  /// cache lines and not every record.
-  ViSession deviceID[QVVISA_MAX_DEVICES];
-  ViSession findListID[QVVISA_MAX_FINDLISTS];
-  /// Opens under way, and closed records that an operation still uses: what keeps the library up beside the slots.
-  int numBusy;
+  int numRetired;  ///< closed sessions whose record an operation still uses
 };
 
 /// The table; non-null means that the library is up. Written under the fast lock; a reader without it goes through
@@ -88,8 +83,8 @@ QVVISA_API ViUInt32 QVvisa_GetNextSessionID();
 /// @retval VI_ERROR_ALLOC        128 sessions are open
 /// @retval VI_ERROR_SYSTEM_ERROR the library is down
 QVVISA_API ViStatus QVvisa_AddHandleDevice(QVvisa_device_t** ppdev, ViSession* vi);
-/// Takes a record out of its slot, given by its address, and closes it; a record in use by an operation is closed when
-/// that ends. The caller holds the fast lock.
+/// Takes a record out of its slot, given by its address, and closes it; one that an operation uses is retired, and
+/// closed when its last use ends. The caller holds the fast lock.
 /// @retval VI_SUCCESS always
 QVVISA_API ViStatus QVvisa_RemoveHandleDevice(QVvisa_device_t** ppdev);
 /// As QVvisa_AddHandleDevice, for at most 16 find lists.
@@ -133,16 +128,10 @@ QVVISA_API void QVvisa_closeFindResultListArrAsrl(QVvisa_findListAsrl_result_t**
 QVVISA_API ViStatus QVvisa_initFindListElem(QVvisa_findList_t** ppfl);
 /// Frees a find list with both result arrays.
 QVVISA_API void QVvisa_closeFindListElem(QVvisa_findList_t** ppfl);
-/// Whether the library is up, for a caller without the fast lock. It may go down right after.
-QVVISA_API bool QVvisa_isUp();
-
-/// Finds the record of a session and counts a use of it: until QVvisa_unpinDevice the record stays whole, whatever
-/// other threads close, and the library stays up.
-/// @retval VI_SUCCESS          found
-/// @retval VI_ERROR_INV_OBJECT `vi` is no session
-QVVISA_API ViStatus QVvisa_pinDevice(ViSession vi, QVvisa_device_t** ppdev);
-/// Gives a use back. Takes the fast lock only if the session was closed meanwhile and this was the last use, and then
-/// closes the record.
-/// @return whether it did so, and the caller has to make up for a close of the library that waited for it
-[[nodiscard]] QVVISA_API bool QVvisa_unpinDevice(QVvisa_device_t* pdev);
 }
+
+/// The record of a session, null for a handle that is none. The caller holds the fast lock.
+QVvisa_device_t* QVvisa_findDevice(ViSession vi);
+
+/// Closes a record that was taken out of its slot while an operation used it. The caller holds the fast lock.
+void QVvisa_closeRetiredDevice(QVvisa_device_t* pdev);

@@ -1,56 +1,15 @@
 #include "QVvisa.h"
 
 #include "QVvisaFind.h"
+#include "QVvisaLifetime.h"
 #include "QVvisaLock.h"
 #include "QVvisaPrivate.h"
 #include "QVvisaStatus.h"
 #include "QVvisaUSB.h"
 
-#include <cstdio>
 #include <cstring>
 
 namespace {
-
-/// The named mutex that keeps starts apart, between threads and between processes.
-class StartMutex {
-public:
-  StartMutex() {
-    char name[PROCES_MUTEX_NAME_LEN];
-    snprintf(name, sizeof name, "%s", "MutexQVVisa");
-    isMade_ = OS_constructMutex(nullptr, &handle_, name);
-    isHeld_ = isMade_ && OS_lockMutex(handle_, PROCES_MUTEX_TIMEOUT_MS) == MUTEX_TOOK;
-  }
-  ~StartMutex() {
-    if (isHeld_) OS_unlockMutex(handle_);
-    if (isMade_) OS_destructMutex(handle_);
-  }
-  StartMutex(const StartMutex&) = delete;
-  StartMutex& operator=(const StartMutex&) = delete;
-
-  bool isHeld() const { return isHeld_; }
-
-private:
-  MutexHandle handle_ = nullptr;
-  bool isMade_ = false;
-  bool isHeld_ = false;
-};
-
-/// A session's record, kept whole for the length of an operation.
-class PinnedDevice {
-public:
-  explicit PinnedDevice(ViSession vi) { QVvisa_pinDevice(vi, &device_); }
-  ~PinnedDevice() {
-    if (device_ && QVvisa_unpinDevice(device_)) QVvisa_closeIfDeferred();
-  }
-  PinnedDevice(const PinnedDevice&) = delete;
-  PinnedDevice& operator=(const PinnedDevice&) = delete;
-
-  /// Null when the handle is no session.
-  QVvisa_device_t* get() const { return device_; }
-
-private:
-  QVvisa_device_t* device_ = nullptr;
-};
 
 /// Runs an operation on a session's record, behind the library check and the look-up.
 template <typename Operation>
@@ -107,12 +66,9 @@ ViStatus openInstrument(QVvisa_device_t* device, ViRsrc name) {
 ViStatus _VI_FUNC QV_viOpenDefaultRM(ViPSession vi) {
   if (!vi) return VI_ERROR_INV_OBJECT;
   *vi = QV_UNINIT_RM_SESSION_HANDLE;
-  const StartMutex mutex;
-  if (!mutex.isHeld()) return VI_ERROR_SYSTEM_ERROR;
-  void* retainedStatus = nullptr;
-  if (!QVvisa_initLibrary(&g_InitOnce, &gQVvisaInit, &retainedStatus)) return *static_cast<ViStatus*>(retainedStatus);
-  *vi = QV_DEFAULT_RM_SESSION_HANDLE;
-  return VI_SUCCESS;
+  const ViStatus status = QVvisa_startLibrary();
+  if (status == VI_SUCCESS) *vi = QV_DEFAULT_RM_SESSION_HANDLE;
+  return status;
 }
 
 ViStatus _VI_FUNC QV_viFindRsrc(ViSession sesn, ViString expr, ViPFindList vi, ViPUInt32 retCnt, ViChar* desc) {
