@@ -71,9 +71,17 @@ void hostile(benchmark::State& state) {
   searchFor(state, worst, 0);
 }
 
+/// The attribute part of the greatest length that takes the most steps, as far as is known.
+void nested(benchmark::State& state) {
+  const std::string brackets(2030, '('), comparison = "254==VI_ATTR_USB_CLASS";
+  searchFor(state, "?*{" + brackets + comparison + std::string(brackets.size(), ')') + "}",
+            static_cast<ViUInt32>(state.range(0)));
+}
+
 BENCHMARK(enumeration)->Arg(2000)->Unit(benchmark::kMillisecond);
 BENCHMARK(search)->Arg(250)->Arg(2000)->Unit(benchmark::kMillisecond);
 BENCHMARK(hostile)->Arg(2000)->Unit(benchmark::kMillisecond);
+BENCHMARK(nested)->Arg(250)->Unit(benchmark::kMillisecond);
 
 /// A search may take half as long again as its enumeration.
 constexpr double kAtMost = 1.5;
@@ -88,5 +96,6 @@ int main(int argc, char** argv) {
   return runRatios(argc, argv,
                    {{"enumeration/2000", "search/2000", 1 / kAtMost},
                     {"search/250", "search/2000", 1 / kLinear},
-                    {"search/2000", "hostile/2000", 1 / kHostile}});
+                    {"search/2000", "hostile/2000", 1 / kHostile},
+                    {"search/250", "nested/250", 1 / kHostile}});
 }

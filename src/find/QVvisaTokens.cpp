@@ -169,13 +169,15 @@ void bind(QVvisa_frToken_t& token, const QVvisa_devIntfAsrl_t& entry) {
   }
 }
 
+/// Whether an expression can be evaluated doesn't rest on the values, so that the first failure stands for all entries.
 template <typename Entry>
 void evaluate(QVvisa_frTokenList_t* list, std::span<Entry> entries) {
   for (Entry& entry : entries) {
     for (QVvisa_frToken_t& token : std::span(list->tokens, static_cast<size_t>(list->size))) bind(token, entry);
     initTokens(list);
     uint8_t result = TOK_RESULT_UNDEF;
-    if (processTokens(list, 0, list->size - 1, &result) == VI_SUCCESS && result == TOK_RESULT_TRUE) entry.matchAE = 1;
+    if (processTokens(list, 0, list->size - 1, &result) != VI_SUCCESS) return;
+    if (result == TOK_RESULT_TRUE) entry.matchAE = 1;
   }
 }
 
@@ -204,11 +206,37 @@ uint8_t truth(bool value) {
   return value ? TOK_RESULT_TRUE : TOK_RESULT_FALSE;
 }
 
+/// The parentheses of a bracket that has been evaluated hold each other's place in `val`.
+void link(QVvisa_frTokenList_t* list, int open, int close) {
+  list->tokens[open].val = close;
+  list->tokens[close].val = open;
+  list->tokens[close].processed = TOK_PROC_STEP1;
+}
+
+bool isEvaluated(const QVvisa_frTokenList_t* list, int open, int close) {
+  if (open < 0 || close <= open || close >= list->size) return false;
+  const QVvisa_frToken_t &first = list->tokens[open], &last = list->tokens[close];
+  return first.tokId == TOK_OPEN_PAR && last.tokId == TOK_CLOSE_PAR && last.processed != TOK_PROC_NOT &&
+         first.val == close && last.val == open;
+}
+
+/// The next place behind a token that may be unprocessed: not inside a bracket that has been evaluated.
+int following(const QVvisa_frTokenList_t* list, int i) {
+  const int close = list->tokens[i].val;
+  return (isEvaluated(list, i, close) ? close : i) + 1;
+}
+
+/// Likewise the place before a token.
+int preceding(const QVvisa_frTokenList_t* list, int i) {
+  const int open = list->tokens[i].val;
+  return isEvaluated(list, open, i) ? open : i - 1;
+}
+
 using BinaryOperation = ViStatus (*)(QVvisa_frToken_t*, QVvisa_frToken_t*, QVvisa_frToken_t*);
 
 /// Applies the operators of a range that `wanted` names, left to right.
 ViStatus processBinary(QVvisa_frTokenList_t* list, int startTok, int endTok, int wanted, BinaryOperation operation) {
-  for (int i = startTok; i <= endTok; ++i) {
+  for (int i = startTok; i <= endTok; i = following(list, i)) {
     QVvisa_frToken_t& token = list->tokens[i];
     if (token.processed != TOK_PROC_NOT || !tokCheck(token.tokId, wanted)) continue;
     QVvisa_frToken_t* left = nullptr;
@@ -221,7 +249,7 @@ ViStatus processBinary(QVvisa_frTokenList_t* list, int startTok, int endTok, int
 }
 
 ViStatus processNegations(QVvisa_frTokenList_t* list, int startTok, int endTok) {
-  for (int i = startTok; i <= endTok; ++i) {
+  for (int i = startTok; i <= endTok; i = following(list, i)) {
     QVvisa_frToken_t& token = list->tokens[i];
     if (token.processed != TOK_PROC_NOT || token.tokId != TOK_NOT) continue;
     QVvisa_frToken_t* right = nullptr;
@@ -235,7 +263,7 @@ ViStatus processNegations(QVvisa_frTokenList_t* list, int startTok, int endTok) 
 /// The one token that is left holds the value of the range.
 ViStatus collectResult(QVvisa_frTokenList_t* list, int startTok, int endTok, uint8_t* result) {
   int left = 0;
-  for (int i = startTok; i <= endTok; ++i) {
+  for (int i = startTok; i <= endTok; i = following(list, i)) {
     QVvisa_frToken_t& token = list->tokens[i];
     if (token.processed != TOK_PROC_NOT) continue;
     *result = token.result;
@@ -269,15 +297,16 @@ ViStatus processParentheses(QVvisa_frTokenList_t* list, int startTok, int endTok
     QVvisa_frToken_t& open = list->tokens[innermost];
     const ViStatus status = processFlat(list, innermost + 1, i - 1, &open.result);
     if (status != VI_SUCCESS) return status;
-    token.processed = TOK_PROC_STEP1;
-    innermost = open.val;
+    const int outer = open.val;
+    link(list, innermost, i);
+    innermost = outer;
   }
   return VI_SUCCESS;
 }
 
-/// Nearest unprocessed token from `cur` in steps of `step`, null at the end of the list.
-QVvisa_frToken_t* neighbour(QVvisa_frTokenList_t* list, int cur, int step) {
-  for (int i = cur + step; i >= 0 && i < list->size; i += step) {
+/// Nearest unprocessed token from `cur` on, in steps that `next` gives; null at the end of the list.
+QVvisa_frToken_t* neighbour(QVvisa_frTokenList_t* list, int cur, int (*next)(const QVvisa_frTokenList_t*, int)) {
+  for (int i = next(list, cur); i >= 0 && i < list->size; i = next(list, i)) {
     if (list->tokens[i].processed == TOK_PROC_NOT) return &list->tokens[i];
   }
   return nullptr;
@@ -375,15 +404,15 @@ ViBoolean tokCheck(int idTest, int idCompare) {
 ViStatus findPrevNextToken(QVvisa_frTokenList_t* pftl, int cur, QVvisa_frToken_t** left, QVvisa_frToken_t** right) {
   if (!pftl || !left || !right) return VI_ERROR_INV_OBJECT;
   if (cur < 1 || cur > pftl->size - 2) return VI_ERROR_INV_EXPR;
-  *left = neighbour(pftl, cur, -1);
-  *right = neighbour(pftl, cur, +1);
+  *left = neighbour(pftl, cur, preceding);
+  *right = neighbour(pftl, cur, following);
   return *left && *right ? VI_SUCCESS : VI_ERROR_INV_EXPR;
 }
 
 ViStatus findNextToken(QVvisa_frTokenList_t* pftl, int cur, QVvisa_frToken_t** right) {
   if (!pftl || !right) return VI_ERROR_INV_OBJECT;
   if (cur < 0 || cur > pftl->size - 2) return VI_ERROR_INV_EXPR;
-  *right = neighbour(pftl, cur, +1);
+  *right = neighbour(pftl, cur, following);
   return *right ? VI_SUCCESS : VI_ERROR_INV_EXPR;
 }
 
