@@ -1,9 +1,7 @@
 #include "arith_128bit.h"
+#include "support/testing.h"
 
 #include <random>
-#include <vector>
-
-#include <gtest/gtest.h>
 
 namespace {
 

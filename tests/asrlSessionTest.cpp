@@ -8,14 +8,7 @@
 #include "support/deviceDatabaseDouble.h"
 #include "support/failingAlloc.h"
 #include "support/startLibrary.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstring>
-#include <string>
-#include <utility>
-#include <vector>
+#include "support/testing.h"
 
 namespace {
 

@@ -1,14 +1,10 @@
 #include "clock.h"
 
 #include "fileTime.h"
+#include "support/testing.h"
 
-#include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <random>
-#include <vector>
-
-#include <gtest/gtest.h>
 
 namespace {
 

@@ -1,14 +1,10 @@
 /// The C++ face on simulated instruments, in both forms of its calls.
 #include "QVvisa.hpp"
-#include "support/eventually.h"
 #include "support/serialPeer.h"
 #include "support/tcpPeer.h"
+#include "support/testing.h"
 #include "tcpServer.h"
 #include "virtualUsb.h"
-
-#include <gtest/gtest.h>
-
-#include <thread>
 
 namespace {
 

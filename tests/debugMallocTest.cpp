@@ -1,17 +1,11 @@
 #include "DebugMalloc.h"
 
 #include "support/freshProcess.h"
+#include "support/testing.h"
 
-#include <atomic>
 #include <cstdint>
-#include <cstring>
 #include <regex>
 #include <set>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include <gtest/gtest.h>
 
 // Sanitizers end the process over an allocation that can't succeed, unless they are told that it may fail.
 extern "C" const char* __asan_default_options() {

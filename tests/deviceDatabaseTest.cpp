@@ -6,15 +6,10 @@
 #include "osAbstraction.h"
 #include "privileges.h"
 #include "support/startLibrary.h"
+#include "support/testing.h"
 
-#include <gtest/gtest.h>
 #include <sys/ioctl.h>
 #include <umockdev.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <cstring>
-#include <string>
 
 namespace {
 

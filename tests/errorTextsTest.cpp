@@ -1,10 +1,6 @@
 // The texts of system errors on a platform that gives what the test says.
 #include "errorTexts.h"
-
-#include <cstring>
-#include <gtest/gtest.h>
-#include <string>
-#include <vector>
+#include "support/testing.h"
 
 namespace {
 

@@ -8,12 +8,10 @@
 #include "support/failingAlloc.h"
 #include "support/libusbDouble.h"
 #include "support/startLibrary.h"
+#include "support/testing.h"
 
 #include <future>
 #include <set>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace {
 

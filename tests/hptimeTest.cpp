@@ -3,10 +3,7 @@
 #include "clock.h"
 #include "fileTime.h"
 #include "support/freshProcess.h"
-
-#include <string>
-
-#include <gtest/gtest.h>
+#include "support/testing.h"
 
 namespace {
 

@@ -4,14 +4,10 @@
 #include "QVvisaPrivate.h"
 #include "support/childProcess.h"
 #include "support/failingAlloc.h"
+#include "support/testing.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
 #include <filesystem>
 #include <iterator>
-#include <string>
-#include <thread>
 
 namespace {
 
@@ -39,15 +35,13 @@ void __wrap_libusb_exit(libusb_context* ctx) {
 namespace {
 
 /// Another user where that can be had, since all programs of a user share the start mutex.
-class OwnUser {
+class OwnUser : NonCopyable {
 public:
   OwnUser() { become(3'000'000'000U + static_cast<uid_t>(getpid())); }
   ~OwnUser() {
     const std::string directory = "/dev/shm/qvvisa-" + std::to_string(geteuid());
     if (become(0)) std::filesystem::remove(directory);
   }
-  OwnUser(const OwnUser&) = delete;
-  OwnUser& operator=(const OwnUser&) = delete;
 
 private:
   static bool become(uid_t user) {
@@ -148,18 +142,6 @@ TEST_F(Lifecycle, ChecksItsArguments) {
   EXPECT_EQ(starts, 0);
 }
 
-TEST_F(Lifecycle, EveryAllocationOfARecordMayFail) {
-  expectStart(VI_SUCCESS);
-  const long allocations = failEachAllocation([](const FailingAlloc& alloc) {
-    QVvisa_device_t* device = nullptr;
-    const ViStatus status = QVvisa_initDevListElem(&device);
-    EXPECT_EQ(status, alloc.hasFailed() ? VI_ERROR_ALLOC : VI_SUCCESS);
-    EXPECT_EQ(device == nullptr, alloc.hasFailed());
-    QVvisa_closeDevListElem(&device);
-  });
-  EXPECT_EQ(allocations, 4) << "the record and one sub-record per bus";
-}
-
 TEST_F(Lifecycle, AStartInAnotherProcessHoldsThisOneUpAndItsDeathIsNotFinal) {
   Pipe isHeld;
   ChildProcess holder([&] {
@@ -191,8 +173,7 @@ TEST_F(Lifecycle, OpensTheLogThatTheEnvironmentNamesWithEachStart) {
     expectStart(VI_SUCCESS);
     expectStart(VI_SUCCESS);
     expectClose();
-    std::ifstream file(path);
-    const std::string log(std::istreambuf_iterator<char>(file), {});
+    const std::string log = contentsOf(path);
     EXPECT_EQ(log.find("\nOpened logfile : " + path), 0U) << log;
     EXPECT_NE(log.find("\n\nNormal close of logfile: " + path), std::string::npos) << log;
     EXPECT_EQ(log.find("already opened"), std::string::npos) << "the log is opened once";

@@ -5,8 +5,8 @@
 #include "osAbstraction.h"
 #include "privileges.h"
 #include "support/freshProcess.h"
+#include "support/testing.h"
 
-#include <atomic>
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
@@ -14,9 +14,7 @@
 #include <iterator>
 #include <regex>
 #include <sstream>
-#include <string>
 #include <sys/stat.h>
-#include <thread>
 
 namespace {
 
@@ -46,10 +44,7 @@ protected:
   }
   void TearDown() override { std::filesystem::remove_all(directory_); }
 
-  [[nodiscard]] std::string content() const {
-    std::ifstream file(path_);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
+  [[nodiscard]] std::string content() const { return contentsOf(path_); }
   [[nodiscard]] std::string opening(const std::string& level = "0x0000FFFF") const {
     return "\nOpened logfile : " + path_ + "\nUsing log level: " + level + "\n";
   }

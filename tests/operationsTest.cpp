@@ -3,16 +3,10 @@
 
 #include "QVvisaLock.h"
 #include "support/tcpSession.h"
+#include "support/testing.h"
 
-#include <gtest/gtest.h>
-
-#include <atomic>
 #include <filesystem>
-#include <functional>
 #include <set>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace {
 

@@ -3,34 +3,20 @@
 #include "osAbstraction.h"
 #include "support/childProcess.h"
 #include "support/freshProcess.h"
+#include "support/testing.h"
 
-#include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <gtest/gtest.h>
 #include <iterator>
-#include <string>
 #include <sys/stat.h>
-#include <thread>
 #include <tuple>
-#include <unistd.h>
-#include <vector>
 
 namespace {
 
 namespace fs = std::filesystem;
-
-template <typename Wait>
-void expectNotShorter(uint32_t millis, Wait wait) {
-  const auto begin = std::chrono::steady_clock::now();
-  wait();
-  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(millis));
-}
 
 template <typename Work>
 void onThreads(int count, Work work) {
@@ -39,11 +25,9 @@ void onThreads(int count, Work work) {
 }
 
 /// An event of the test, closed at its end.
-struct Event {
+struct Event : NonCopyable {
   explicit Event(const std::string& name = {}) { EXPECT_TRUE(OS_constructEvent(nullptr, &handle, name.c_str())); }
   ~Event() { OS_destructEvent(handle); }
-  Event(const Event&) = delete;
-  Event& operator=(const Event&) = delete;
   bool signal() const { return OS_signalEvent(handle); }
   EventResult wait(uint32_t millis = 0) const { return OS_waitForEvent(handle, millis); }
   EventHandle handle = nullptr;
@@ -359,9 +343,8 @@ std::string outputOf(const char* name, const std::string& shell, const std::stri
   const fs::path pipe = fs::temp_directory_path() / freshName("pipe");
   EXPECT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   const std::string line = shell + " -c \"exec >'" + pipe.string() + "'; " + script + "\" script" + words;
-  std::ifstream reader;
-  if (OS_constructProcess(name, line.c_str())) reader.open(pipe);
-  std::string output{std::istreambuf_iterator(reader), {}};
+  std::string output;
+  if (OS_constructProcess(name, line.c_str())) output = contentsOf(pipe);
   fs::remove(pipe);
   return output;
 }

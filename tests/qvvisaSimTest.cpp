@@ -1,9 +1,6 @@
 /// The simulator as a user runs it, around the command-line tool and by itself.
+#include "support/testing.h"
 #include "support/toolProcess.h"
-
-#include <gtest/gtest.h>
-
-#include <cstdlib>
 
 namespace {
 

@@ -4,8 +4,7 @@
 #include "QVvisaMemory.h"
 #include "QVvisaPrivate.h"
 #include "support/startLibrary.h"
-
-#include <gtest/gtest.h>
+#include "support/testing.h"
 
 namespace {
 

@@ -1,7 +1,6 @@
 /// The simulated instrument by itself: its language, its status, and how sessions cut bytes into messages.
 #include "scpiInstrument.h"
-
-#include <gtest/gtest.h>
+#include "support/testing.h"
 
 namespace {
 

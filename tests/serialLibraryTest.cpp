@@ -3,14 +3,10 @@
 #include "support/communicationsDouble.h"
 #include "support/deviceDatabaseDouble.h"
 #include "support/failingAlloc.h"
+#include "support/testing.h"
 
 // The ring operations that are local to their unit are tested from inside it.
 #include "qvls_helper.cpp"  // NOLINT(bugprone-suspicious-include)
-
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
 
 namespace {
 

@@ -1,11 +1,9 @@
 #include "support/slreOracle.h"
 #include "slre.h"
-
-#include <gtest/gtest.h>
+#include "support/testing.h"
 
 #include <map>
 #include <random>
-#include <string_view>
 
 namespace {
 

@@ -1,12 +1,8 @@
 #include "slre.h"
 #include "support/slreOracle.h"
+#include "support/testing.h"
 
-#include <gtest/gtest.h>
 #include <pthread.h>
-
-#include <string>
-#include <string_view>
-#include <vector>
 
 namespace {
 

@@ -2,11 +2,7 @@
 
 #include "QVvisa.h"
 #include "QVvisaStatus.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
+#include "support/testing.h"
 
 namespace {
 

@@ -1,16 +1,12 @@
 /// The simulated instrument behind TCP and behind a serial line, as plain sockets and terminals see it.
 #include "ptyPort.h"
-#include "support/eventually.h"
+#include "support/testing.h"
 #include "tcpServer.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <termios.h>
-#include <unistd.h>
-
-#include <vector>
 
 namespace {
 

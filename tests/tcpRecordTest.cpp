@@ -2,13 +2,9 @@
 /// or never.
 #include "QVvisaTCPIP.h"
 #include "sockets.h"
-
-#include <gtest/gtest.h>
+#include "support/testing.h"
 
 #include <climits>
-#include <cstring>
-#include <string>
-#include <vector>
 
 namespace {
 

@@ -2,16 +2,12 @@
 
 #include "QVvisa.h"
 #include "QVvisaTokens.h"
-
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
+#include "support/testing.h"
 
 namespace {
 
-/// Evaluates an expression on classes 254/3/1, 8/6/80, 3/0/0 of three devices and on two serial ports. One digit per
-/// entry tells what it selects, USB first.
+/// Evaluates an expression on three USB interfaces, of classes 254/3/1 (tmc), 8/6/80 (disk) and 3/0/0 (hid), and on the
+/// serial ports com3 and com7. Gives the names of those that it selects.
 std::string selected(std::string expression, ViStatus expected = VI_SUCCESS) {
   QVvisa_devList_t lists{};
   EXPECT_EQ(QVvisa_reInitDevIntfListUsb(&lists.usbList, 3), VI_SUCCESS);
@@ -25,13 +21,17 @@ std::string selected(std::string expression, ViStatus expected = VI_SUCCESS) {
   asrl[1] = {7, 0x0403, 0x6001, 9600, 0, 0, 0};
   const auto length = static_cast<int>(expression.size());
   EXPECT_EQ(QVvisa_helperProcessPattern_BC(expression.data(), length, &lists), expected) << expression;
-  std::string bits;
-  for (int i = 0; i < 3; ++i) bits += std::to_string(usb[i].matchAE);
-  bits += '-';
-  for (int i = 0; i < 2; ++i) bits += std::to_string(asrl[i].matchAE);
+  std::string names;
+  for (const auto& [name, selects] : {std::pair{"tmc", usb[0].matchAE},
+                                      {"disk", usb[1].matchAE},
+                                      {"hid", usb[2].matchAE},
+                                      {"com3", asrl[0].matchAE},
+                                      {"com7", asrl[1].matchAE}}) {
+    if (selects) names += (names.empty() ? "" : " ") + std::string(name);
+  }
   QVvisa_closeDevIntfListElemUsb(&lists.usbList);
   QVvisa_closeDevIntfListElemAsrl(&lists.asrlList);
-  return bits;
+  return names;
 }
 
 TEST(AttributeExpression, SelectsWhatItSays) {
@@ -41,52 +41,52 @@ TEST(AttributeExpression, SelectsWhatItSays) {
     std::string expression;
     const char* selected;
   } cases[] = {
-      {"VI_ATTR_MANF_ID == 0x7C5A", "111-00"},
-      {"\t VI_ATTR_MODEL_CODE==0x43\r\n", "011-00"},
-      {"VI_ATTR_USB_CLASS == 254 && VI_ATTR_MANF_ID == 0x7C5A", "100-00"},
-      {"VI_ATTR_USB_CLASS==254&&VI_ATTR_USB_SUBCLASS==3", "100-00"},
-      {"VI_ATTR_USB_CLASS >= 8", "110-00"},
-      {"VI_ATTR_USB_CLASS > 8", "100-00"},
-      {"VI_ATTR_USB_CLASS <= 8", "011-11"},
-      {"VI_ATTR_USB_CLASS < 8", "001-11"},
-      {"VI_ATTR_USB_CLASS != 8", "101-11"},
-      {"8 > VI_ATTR_USB_CLASS", "001-11"},
-      {"VI_ATTR_USB_CLASS == 0xfE", "100-00"},
-      {"VI_ATTR_USB_CLASS == 254aB", "100-00"},
-      {"VI_ATTR_USB_PROTOCOL == 80", "010-00"},
-      {"VI_ATTR_USB_CLASS <= 2147483647", "111-11"},
-      {"VI_ATTR_USB_CLASS > 0xFFFFFFFF", "111-11"},  // negative in the comparison
-      {std::string(depth, '(') + comparison + std::string(depth, ')'), "100-00"},
+      {"VI_ATTR_MANF_ID == 0x7C5A", "tmc disk hid"},
+      {"\t VI_ATTR_MODEL_CODE==0x43\r\n", "disk hid"},
+      {"VI_ATTR_USB_CLASS == 254 && VI_ATTR_MANF_ID == 0x7C5A", "tmc"},
+      {"VI_ATTR_USB_CLASS==254&&VI_ATTR_USB_SUBCLASS==3", "tmc"},
+      {"VI_ATTR_USB_CLASS >= 8", "tmc disk"},
+      {"VI_ATTR_USB_CLASS > 8", "tmc"},
+      {"VI_ATTR_USB_CLASS <= 8", "disk hid com3 com7"},
+      {"VI_ATTR_USB_CLASS < 8", "hid com3 com7"},
+      {"VI_ATTR_USB_CLASS != 8", "tmc hid com3 com7"},
+      {"8 > VI_ATTR_USB_CLASS", "hid com3 com7"},
+      {"VI_ATTR_USB_CLASS == 0xfE", "tmc"},
+      {"VI_ATTR_USB_CLASS == 254aB", "tmc"},
+      {"VI_ATTR_USB_PROTOCOL == 80", "disk"},
+      {"VI_ATTR_USB_CLASS <= 2147483647", "tmc disk hid com3 com7"},
+      {"VI_ATTR_USB_CLASS > 0xFFFFFFFF", "tmc disk hid com3 com7"},  // negative in the comparison
+      {std::string(depth, '(') + comparison + std::string(depth, ')'), "tmc"},
       // Negation comes last on its level: it negates all that follows.
-      {"!VI_ATTR_USB_CLASS == 254 && VI_ATTR_USB_SUBCLASS == 3", "011-11"},
-      {"VI_ATTR_USB_SUBCLASS == 6 && (!(VI_ATTR_USB_CLASS == 254))", "010-00"},
-      {"VI_ATTR_USB_SUBCLASS == 6 && !(VI_ATTR_USB_CLASS == 254)", "000-00"},
-      {"!!(VI_ATTR_USB_CLASS == 254)", "000-00"},
+      {"!VI_ATTR_USB_CLASS == 254 && VI_ATTR_USB_SUBCLASS == 3", "disk hid com3 com7"},
+      {"VI_ATTR_USB_SUBCLASS == 6 && (!(VI_ATTR_USB_CLASS == 254))", "disk"},
+      {"VI_ATTR_USB_SUBCLASS == 6 && !(VI_ATTR_USB_CLASS == 254)", ""},
+      {"!!(VI_ATTR_USB_CLASS == 254)", ""},
       // && binds before ||.
-      {"VI_ATTR_USB_CLASS == 254 || VI_ATTR_USB_CLASS == 8 && VI_ATTR_USB_SUBCLASS == 7", "100-00"},
-      {"(VI_ATTR_USB_CLASS == 254 || VI_ATTR_USB_CLASS == 8) && VI_ATTR_USB_SUBCLASS == 6", "010-00"},
-      {"VI_ATTR_USB_CLASS == 254 || VI_ATTR_USB_CLASS == 8 || VI_ATTR_USB_CLASS == 77", "110-00"},
+      {"VI_ATTR_USB_CLASS == 254 || VI_ATTR_USB_CLASS == 8 && VI_ATTR_USB_SUBCLASS == 7", "tmc"},
+      {"(VI_ATTR_USB_CLASS == 254 || VI_ATTR_USB_CLASS == 8) && VI_ATTR_USB_SUBCLASS == 6", "disk"},
+      {"VI_ATTR_USB_CLASS == 254 || VI_ATTR_USB_CLASS == 8 || VI_ATTR_USB_CLASS == 77", "tmc disk"},
       // What an entry doesn't have is 0 on USB, and the value of the last USB entry on a serial port.
-      {"VI_ATTR_ASRL_BAUD == 0", "111-00"},
-      {"VI_ATTR_ASRL_BAUD == 115200", "000-10"},
-      {"VI_ATTR_USB_CLASS == 3", "001-11"},
-      {"VI_ATTR_MANF_ID == 0x0403", "000-01"},
+      {"VI_ATTR_ASRL_BAUD == 0", "tmc disk hid"},
+      {"VI_ATTR_ASRL_BAUD == 115200", "com3"},
+      {"VI_ATTR_USB_CLASS == 3", "hid com3 com7"},
+      {"VI_ATTR_MANF_ID == 0x0403", "com7"},
       // Readable, but not evaluable.
-      {"VI_ATTR_USB_SERIAL_NUM == \"A1234\"", "000-00"},
-      {"VI_ATTR_USB_CLASS == \"254\"", "000-00"},
-      {"VI_ATTR_USB_CLASS", "000-00"},
-      {"(VI_ATTR_USB_CLASS == 254", "000-00"},
-      {"VI_ATTR_USB_CLASS == 254)", "000-00"},
-      {"()", "000-00"},
-      {"(VI_ATTR_USB_CLASS) == 254", "000-00"},
-      {"VI_ATTR_MANF_ID == VI_ATTR_MODEL_CODE", "000-00"},
-      {"1 == 1", "000-00"},
-      {"== 1", "000-00"},
-      {"VI_ATTR_USB_CLASS ==", "000-00"},
-      {"VI_ATTR_USB_CLASS == 254 5", "000-00"},
-      {"VI_ATTR_USB_CLASS == 254 !", "000-00"},
-      {"VI_ATTR_USB_CLASS == 254 && 5", "000-00"},
-      {"", "000-00"},
+      {"VI_ATTR_USB_SERIAL_NUM == \"A1234\"", ""},
+      {"VI_ATTR_USB_CLASS == \"254\"", ""},
+      {"VI_ATTR_USB_CLASS", ""},
+      {"(VI_ATTR_USB_CLASS == 254", ""},
+      {"VI_ATTR_USB_CLASS == 254)", ""},
+      {"()", ""},
+      {"(VI_ATTR_USB_CLASS) == 254", ""},
+      {"VI_ATTR_MANF_ID == VI_ATTR_MODEL_CODE", ""},
+      {"1 == 1", ""},
+      {"== 1", ""},
+      {"VI_ATTR_USB_CLASS ==", ""},
+      {"VI_ATTR_USB_CLASS == 254 5", ""},
+      {"VI_ATTR_USB_CLASS == 254 !", ""},
+      {"VI_ATTR_USB_CLASS == 254 && 5", ""},
+      {"", ""},
   };
   for (const auto& c : cases) EXPECT_EQ(selected(c.expression), c.selected) << c.expression;
 }
@@ -108,7 +108,7 @@ TEST(AttributeExpression, RefusesWhatItCannotRead) {
       "VI_ATTR_USB_CLASS == 0x100000000",
       std::string(4097, '('),
   };
-  for (const auto& expression : cases) EXPECT_EQ(selected(expression, VI_ERROR_INV_RSRC_NAME), "000-00");
+  for (const auto& expression : cases) EXPECT_EQ(selected(expression, VI_ERROR_INV_RSRC_NAME), "");
 }
 
 TEST(Tokenizer, ReadsTokensValuesAndStrings) {

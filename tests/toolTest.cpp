@@ -1,13 +1,9 @@
 /// The command-line tool, run as a user runs it, against a TCP server of the test.
 #include "support/tcpPeer.h"
+#include "support/testing.h"
 #include "support/toolProcess.h"
 
-#include <gtest/gtest.h>
 #include <pty.h>
-
-#include <cstdlib>
-#include <string>
-#include <vector>
 
 namespace {
 

@@ -1,10 +1,8 @@
 #include "QVvisaTools.h"
 #include "errorTexts.h"
+#include "support/testing.h"
 
 #include <cerrno>
-#include <cstring>
-#include <gtest/gtest.h>
-#include <string>
 #include <tuple>
 
 using namespace std::string_literals;

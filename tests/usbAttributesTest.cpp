@@ -1,8 +1,6 @@
 /// Attributes of USB sessions: widths, values, what can be set and what not.
 #include "libusbDouble.h"
-
-#include <algorithm>
-#include <cstring>
+#include "support/testing.h"
 
 namespace {
 

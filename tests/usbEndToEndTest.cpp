@@ -1,19 +1,15 @@
 /// Sessions on virtual USB instruments, good and bad, through the public operations and the real libusb.
 #include "QVvisa.h"
 #include "support/childProcess.h"
-#include "support/eventually.h"
 #include "support/startLibrary.h"
+#include "support/testing.h"
 #include "support/toolProcess.h"
 #include "virtualUsb.h"
 
-#include <gtest/gtest.h>
-
 #include <future>
-#include <thread>
 
 namespace {
 
-using namespace std::chrono_literals;
 namespace endpoint = qvsim::endpoint;
 using qvsim::Bytes;
 using qvsim::UsbFate;
@@ -26,7 +22,7 @@ constexpr int kRemote = 160, kGoToLocal = 161;  // requests of USB488
 constexpr ViStatus kStalled = QVVI_ERR_CTL_TRANSFER_STALLED;
 
 /// A session for the length of a block; starts the library where the close of the last session took it down.
-class Session {
+class Session : NonCopyable {
 public:
   explicit Session(std::string name) : status(QV_viOpen(start(), name.data(), VI_NO_LOCK, 0, &handle)) {
     if (handle != 0) setTimeout(60000);
@@ -36,8 +32,6 @@ public:
       EXPECT_EQ(QV_viClose(handle), VI_SUCCESS);
     }
   }
-  Session(const Session&) = delete;
-  Session& operator=(const Session&) = delete;
 
   ViStatus write(std::string bytes, ViUInt32* count = nullptr) {
     return QV_viWrite(handle, reinterpret_cast<ViBuf>(bytes.data()), static_cast<ViUInt32>(bytes.size()), count);
@@ -133,6 +127,7 @@ TEST_F(UsbEndToEnd, FindsOpensAsksAndGivesBack) {
     ASSERT_EQ(session.status, VI_SUCCESS);
     EXPECT_EQ(device.driver(0), "usbfs");
     EXPECT_EQ(takeRequests(), (std::vector<std::pair<int, int>>{{kRemote, 1}}));
+    device.setHook(once(endpoint::bulkIn, UsbFate::split));
     EXPECT_EQ(session.query("*IDN?"), kIdentity);
     EXPECT_TRUE(session.query("DATA:BLOCK? 3001") == "#43001" + qvsim::ScpiInstrument::blockPattern(3001) + '\n');
     EXPECT_EQ(Session(kInstr).status, VI_ERROR_RSRC_NFOUND) << "the interface is taken";
@@ -145,13 +140,6 @@ TEST_F(UsbEndToEnd, FindsOpensAsksAndGivesBack) {
   EXPECT_EQ(takeRequests(), (std::vector<std::pair<int, int>>{{kGoToLocal, 0}, {kRemote, 0}}));
   EXPECT_EQ(device.driver(0), "usbtmc");
   EXPECT_EQ(device.driver(1), "");
-}
-
-TEST_F(UsbEndToEnd, ReadsAResponseInTwoTransfers) {
-  Session session(kInstr);
-  device.setHook(once(endpoint::bulkIn, UsbFate::split));
-  EXPECT_EQ(session.query("*IDN?"), kIdentity);
-  EXPECT_EQ(session.query("*IDN?"), kIdentity);
 }
 
 TEST_F(UsbEndToEnd, AResponseArrivesWholeOrNotAtAll) {
@@ -175,9 +163,7 @@ TEST_F(UsbEndToEnd, ATimeOutLeavesTheNextQueryWorking) {
   session.setTimeout(60);
   EXPECT_EQ(session.write("*IDN?"), VI_SUCCESS);
   watch(once(endpoint::bulkIn, UsbFate::silent));
-  const auto start = std::chrono::steady_clock::now();
-  session.read(VI_ERROR_TMO);
-  EXPECT_GE(std::chrono::steady_clock::now() - start, 60ms);
+  expectNotShorter(60, [&] { session.read(VI_ERROR_TMO); });
   constexpr int initiateAbort = 3, checkAbort = 4, clearFeature = 1;
   const auto sent = takeRequests();
   ASSERT_EQ(sent.size(), 3U);
@@ -270,24 +256,6 @@ TEST_F(UsbEndToEnd, AnInstrumentThatGoesDuringAWriteEndsIt) {
 }
 
 using VirtualUsb = UsbEndToEnd;
-
-TEST_F(VirtualUsb, CanLackASerialNumber) {
-  usb.unplug(device);
-  usb.plug({.serial = ""});
-  const std::string instr = "USB0::0x7C5A::0x0042::::INSTR", raw = "USB0::0x7C5A::0x0042::::1::RAW";
-  EXPECT_TRUE(eventually([&] { return find() == std::vector{instr, raw}; }));
-  EXPECT_EQ(Session(instr).query("*IDN?"), "KESTRIX,SIM-1,0,1.0\n");
-}
-
-TEST_F(VirtualUsb, AnswersClassRequests) {
-  Session session(kInstr);
-  EXPECT_EQ(session.control(0xA1, 7, 0, 0, 24),
-            (Bytes{1, 0, 0, 1, 4, 0, 0, 0, 0, 0, 0, 0, 0, 1, 7, 15, 0, 0, 0, 0, 0, 0, 0, 0}));
-  EXPECT_EQ(session.control(0xA1, 64, 0, 0, 1), Bytes{1});
-  EXPECT_EQ(session.control(0xA2, 3, 9, endpoint::bulkIn, 2), (Bytes{0x80, 9})) << "nothing to abort";
-  session.control(0xA1, 99, 0, 0, 1, kStalled);
-  session.control(0xA1, 7, 0, 1, 1, kStalled);  // the raw interface knows no USBTMC
-}
 
 TEST_F(VirtualUsb, StallsUntilCleared) {
   Session session(kInstr);

@@ -1,10 +1,6 @@
 /// The grammar of USB resource names, and class codes.
 #include "QVvisaUSB.h"
-
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
+#include "support/testing.h"
 
 namespace {
 

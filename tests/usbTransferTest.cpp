@@ -1,10 +1,8 @@
 /// Message transfer: the bytes on the wire, responses that lie, time-outs and what follows them.
 #include "libusbDouble.h"
+#include "support/testing.h"
 
-#include <algorithm>
-#include <cstring>
 #include <numeric>
-#include <thread>
 
 namespace {
 

@@ -1,20 +1,17 @@
 /// A forked child for tests between processes, and a pipe to keep it in step.
 #pragma once
 
-#include <atomic>
+#include "testing.h"
+
 #include <csignal>
 #include <fstream>
-#include <gtest/gtest.h>
 #include <sched.h>
-#include <string>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <thread>
-#include <unistd.h>
 
 /// Runs `work` in a child, which ends with exit code 0 after it. Nobody sees the outcome of expectations in there: the
 /// child tells by its exit code. It doesn't outlive the object.
-class ChildProcess {
+class ChildProcess : NonCopyable {
 public:
   template <typename Work>
   explicit ChildProcess(Work work) : process_(fork()) {
@@ -27,8 +24,6 @@ public:
     kill();
     wait();
   }
-  ChildProcess(const ChildProcess&) = delete;
-  ChildProcess& operator=(const ChildProcess&) = delete;
 
   void kill() {
     if (process_ > 0) ::kill(process_, SIGKILL);
@@ -75,15 +70,13 @@ std::jthread sleepingThread(Work work) {
 }
 
 /// Lets one process wait for another.
-class Pipe {
+class Pipe : NonCopyable {
 public:
   Pipe() { EXPECT_EQ(pipe(ends_), 0); }
   ~Pipe() {
     close(ends_[0]);
     close(ends_[1]);
   }
-  Pipe(const Pipe&) = delete;
-  Pipe& operator=(const Pipe&) = delete;
 
   void send() {
     const char byte = 0;

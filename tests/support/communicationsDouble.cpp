@@ -1,9 +1,7 @@
 #include "communicationsDouble.h"
 
 #include "osAbstraction.h"
-
-#include <algorithm>
-#include <gtest/gtest.h>
+#include "testing.h"
 
 CommunicationsDouble communications;
 

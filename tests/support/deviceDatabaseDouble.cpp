@@ -1,7 +1,5 @@
 #include "deviceDatabaseDouble.h"
-
-#include <cstring>
-#include <gtest/gtest.h>
+#include "testing.h"
 
 DeviceDatabaseDouble deviceDatabase;
 

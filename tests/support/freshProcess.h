@@ -2,8 +2,7 @@
 #pragma once
 
 #include "childProcess.h"
-
-#include <cstdlib>
+#include "testing.h"
 
 /// Expects `body` to end without a failed assertion. What it changes, the environment included, is lost with the
 /// process.

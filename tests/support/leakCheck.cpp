@@ -1,8 +1,7 @@
 // Linked into every test of the diagnostics configuration: a test that leaves a block of the library behind fails, and
 // so does a program that ends with one.
 #include "DebugMalloc.h"
-
-#include <gtest/gtest.h>
+#include "testing.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "libusbDouble.h"
+#include "testing.h"
 
-#include <cstring>
 #include <memory>
 #include <mutex>
 #include <set>

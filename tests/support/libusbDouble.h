@@ -4,14 +4,10 @@
 #pragma once
 
 #include "QVvisaUSB.h"
-
-#include <gtest/gtest.h>
+#include "testing.h"
 
 #include <deque>
-#include <functional>
 #include <map>
-#include <string>
-#include <vector>
 
 using Bytes = std::vector<uint8_t>;
 

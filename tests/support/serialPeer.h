@@ -1,14 +1,11 @@
 /// A pseudo terminal that the library knows as port 7, and the peer at its other end.
 #pragma once
 
-#include <cstdlib>
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <string>
-#include <unistd.h>
-#include <utility>
+#include "testing.h"
 
-class SerialPeer {
+#include <fcntl.h>
+
+class SerialPeer : NonCopyable {
 public:
   SerialPeer() {
     EXPECT_TRUE(peer_ >= 0 && grantpt(peer_) == 0 && unlockpt(peer_) == 0);
@@ -18,8 +15,6 @@ public:
     hangUp();
     unsetenv("QVVISA_SERIAL_PORTS");
   }
-  SerialPeer(const SerialPeer&) = delete;
-  SerialPeer& operator=(const SerialPeer&) = delete;
 
   std::string path() const { return ptsname(peer_); }
   void hangUp() { close(std::exchange(peer_, -1)); }

@@ -1,16 +1,13 @@
 /// Signals that may neither end nor shorten a call.
 #pragma once
 
-#include <gtest/gtest.h>
+#include "testing.h"
 
-#include <atomic>
 #include <csignal>
 #include <ctime>
-#include <thread>
-#include <unistd.h>
 
 /// Signals the calling thread again and again, with a handler that doesn't ask for interrupted calls to be restarted.
-class SignalStorm {
+class SignalStorm : NonCopyable {
 public:
   SignalStorm() {
     struct sigaction action {};
@@ -25,8 +22,6 @@ public:
     EXPECT_EQ(timer_settime(timer_, 0, &period, nullptr), 0);
   }
   ~SignalStorm() { timer_delete(timer_); }
-  SignalStorm(const SignalStorm&) = delete;
-  SignalStorm& operator=(const SignalStorm&) = delete;
 
   /// Lets the thread be interrupted some times more.
   static void rage() {

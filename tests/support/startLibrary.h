@@ -2,9 +2,7 @@
 #pragma once
 
 #include "QVvisa.h"
-#include "eventually.h"
-
-#include <gtest/gtest.h>
+#include "testing.h"
 
 /// Starts the library where it isn't up, as soon as no other program holds the start mutex, which all of a user's
 /// share.

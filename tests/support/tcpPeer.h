@@ -1,19 +1,17 @@
 /// The other end of a TCP session: a server on a free port of 127.0.0.1 whose every step the test decides.
 #pragma once
 
+#include "testing.h"
+
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <stdexcept>
-#include <string>
-#include <string_view>
 
 /// The kernel completes a client's connection up to the listener's backlog, so a test may open first and accept later,
 /// on one thread.
-class TcpPeer {
+class TcpPeer : NonCopyable {
 public:
   static constexpr int kDeaf = -1;  ///< a backlog: the port is taken, but refuses connections
 
@@ -34,8 +32,6 @@ public:
     close();
     ::close(listener_);
   }
-  TcpPeer(const TcpPeer&) = delete;
-  TcpPeer& operator=(const TcpPeer&) = delete;
 
   uint16_t port() const { return port_; }
   std::string resource(const std::string& host = "127.0.0.1") const {

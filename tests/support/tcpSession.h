@@ -4,9 +4,9 @@
 #include "QVvisaPrivate.h"
 #include "startLibrary.h"
 #include "tcpPeer.h"
+#include "testing.h"
 
 #include <iostream>
-#include <string>
 
 /// A running library with a session open. What the library prints is kept out of the test's output unless that fails.
 class TcpSession : public testing::Test {

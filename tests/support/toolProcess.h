@@ -2,12 +2,12 @@
 #pragma once
 
 #include "childProcess.h"
+#include "testing.h"
 
 #include <iterator>
 #include <sys/mman.h>
-#include <vector>
 
-class ToolProcess {
+class ToolProcess : NonCopyable {
 public:
   /// @param script     a shell's
   /// @param arguments  $1, $2... of the script
@@ -19,23 +19,17 @@ public:
     close(output_);
     close(error_);
   }
-  ToolProcess(const ToolProcess&) = delete;
-  ToolProcess& operator=(const ToolProcess&) = delete;
 
   /// Waits for the end. @return The exit status, or the number of the signal that ended it, negated.
   int wait() {
     const int signal = child_.signal();
     return signal != 0 ? -signal : child_.exitCode();
   }
-  std::string output() const { return contentsOf(output_); }
-  std::string error() const { return contentsOf(error_); }
+  std::string output() const { return contentsOf("/proc/self/fd/" + std::to_string(output_)); }
+  std::string error() const { return contentsOf("/proc/self/fd/" + std::to_string(error_)); }
 
 private:
   static int makeFile() { return memfd_create("toolProcess", MFD_CLOEXEC); }
-  static std::string contentsOf(int file) {
-    std::ifstream stream("/proc/self/fd/" + std::to_string(file));
-    return {std::istreambuf_iterator<char>(stream), {}};
-  }
   void run(const std::string& script, const std::vector<std::string>& arguments, const std::string& input) const {
     const int file = makeFile();
     if (pwrite(file, input.data(), input.size(), 0) < 0) abort();
