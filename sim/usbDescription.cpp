@@ -20,7 +20,8 @@ constexpr uint8_t high(size_t value) {
 }
 
 void append(Bytes& bytes, std::initializer_list<uint8_t> more) {
-  bytes.insert(bytes.end(), more);
+  // Optimised, GCC 12 sees an insertion of the whole range write too far.
+  for (const uint8_t byte : more) bytes.push_back(byte);
 }
 
 void appendEndpoint(Bytes& bytes, uint8_t address, uint8_t attributes, size_t packet, uint8_t interval) {
