@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# Installs the packages of apt-packages.txt that are missing. Does nothing, and needs no network, when all are there.
+# Installs the packages of apt-packages.txt that are missing: those of the group that the argument names (build or
+# develop), or all. Does nothing, and needs no network, when they are there.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
-mapfile -t wanted < <(grep -v '^[[:space:]]*\(#\|$\)' "$here/apt-packages.txt")
+mapfile -t wanted < <(awk -v wanted="${1:-}" '/^# [a-z]+:/ {group = $2} /^[^#]/ && (!wanted || group == wanted ":")' \
+  "$here/apt-packages.txt")
 missing=()
 for package in "${wanted[@]}"; do
   [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")

@@ -19,6 +19,13 @@
 
 #include <stdint.h>
 
+/** @name Version of the library that this header belongs to */
+/** @{ */
+#define QVVISA_VERSION_MAJOR (1) /**< changes where programs have to be changed or built anew */
+#define QVVISA_VERSION_MINOR (0) /**< changes where something is added */
+#define QVVISA_VERSION_PATCH (0) /**< changes otherwise */
+/** @} */
+
 #if defined(_WIN32)
 #define _VI_FUNC __stdcall
 #if defined(QVVISA_BUILDING)

@@ -361,7 +361,8 @@ public:
   std::size_t readBytes(void* buffer, std::size_t size) {
     return act("reading from", [&](std::error_code& error) { return readBytes(buffer, size, error); });
   }
-  /// @copydoc readBytes(void*, std::size_t)
+  /** @copydoc readBytes(void*, std::size_t)
+   *  @param[out] error  what went wrong */
   std::size_t readBytes(void* buffer, std::size_t size, std::error_code& error) noexcept {
     const auto start = std::chrono::steady_clock::now();
     ViUInt32 count = 0;
@@ -446,7 +447,8 @@ public:
   void controlRemote(ViUInt16 mode) {
     act("controlling remote enable of", [&](std::error_code& error) { controlRemote(mode, error); });
   }
-  /// @copydoc controlRemote(ViUInt16)
+  /** @copydoc controlRemote(ViUInt16)
+   *  @param[out] error  what went wrong */
   void controlRemote(ViUInt16 mode, std::error_code& error) noexcept {
     error = errorCode(QV_viGpibControlREN(handle_, mode));
   }
@@ -537,7 +539,8 @@ public:
     return detail::orThrow("searching for " + std::string(expression),
                            [&](std::error_code& error) { return find(expression, error); });
   }
-  /// @copydoc find(std::string_view)
+  /** @copydoc find(std::string_view)
+   *  @param[out] error  what went wrong */
   std::vector<std::string> find(std::string_view expression, std::error_code& error) {
     std::string text(expression);
     ViChar name[VI_FIND_BUFLEN] = "";

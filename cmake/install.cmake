@@ -1,0 +1,35 @@
+# What is installed where, in three components: runtime (the library), development (what it takes to build with it) and
+# tools. The installed tree may be moved as a whole.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/QVvisa)
+set(generated_dir ${PROJECT_BINARY_DIR}/install)
+
+set_target_properties(QVvisa_32 PROPERTIES EXPORT_NAME QVvisa)
+install(TARGETS QVvisa_32 EXPORT QVvisa LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES packaging/60-qvvisa.rules DESTINATION lib/udev/rules.d COMPONENT runtime)
+
+install(FILES src/incl/QVvisa.h src/incl/QVvisa.hpp TYPE INCLUDE COMPONENT development)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development USE_SOURCE_PERMISSIONS)
+install(EXPORT QVvisa FILE QVvisaConfig.cmake NAMESPACE QVvisa:: DESTINATION ${cmake_dir} COMPONENT development)
+write_basic_package_version_file(${generated_dir}/QVvisaConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${generated_dir}/QVvisaConfigVersion.cmake DESTINATION ${cmake_dir} COMPONENT development)
+# pkg-config tells where its file lies, and all else is told from there.
+file(RELATIVE_PATH to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" to_prefix "${to_prefix}")
+configure_file(cmake/QVvisa.pc.in ${generated_dir}/QVvisa.pc @ONLY)
+install(FILES ${generated_dir}/QVvisa.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+if(TARGET qvvisa)
+  # The tool finds the library beside it, unless the system finds it by itself.
+  if(NOT CMAKE_INSTALL_FULL_LIBDIR IN_LIST CMAKE_CXX_IMPLICIT_LINK_DIRECTORIES)
+    file(RELATIVE_PATH to_library ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+    set_target_properties(qvvisa PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}")
+  endif()
+  install(TARGETS qvvisa COMPONENT tools)
+endif()
+if(TARGET qvvisa-sim)
+  install(TARGETS qvvisa-sim COMPONENT tools)
+endif()
