@@ -5,6 +5,7 @@
 #include "QVvisaAsrlAttributes.h"
 #include "QVvisaAsrlDevice.h"
 #include "QVvisaAsrlTransfer.h"
+#include "QVvisaBackends.h"
 #include "QVvisaInterfaces.h"
 #include "QVvisaNamePatterns.h"
 
@@ -34,3 +35,6 @@ QVVISA_API ViStatus QVvisa_OpenHelperTestOneAsrlDev(QVvisa_asrl_device_t* pqvlsD
 /// @retval VI_ERROR_ALLOC  the whole list is gone
 QVVISA_API ViStatus QVvisa_GetAllDevIntfAsrl(QVvisa_devIntfListAsrl_t** ppdilAsrl);
 }
+
+/// The bus's row of functions.
+extern const QVvisa_backend_t QVvisa_asrlBackend;

@@ -8,6 +8,7 @@
 struct QVvisa_usb_device_t;
 struct QVvisa_asrl_device_t;
 struct QVvisa_tcpip_device_t;
+struct QVvisa_backend_t;
 
 /// One open or opening instrument. It is born with one sub-record per bus; the first parser that accepts the resource
 /// name keeps its own and the others are closed, so that the one left says the bus.
@@ -22,7 +23,9 @@ struct QVvisa_device_t {
   QVvisa_tcpip_device_t* ttcpDev;  ///< TCP/IP sub-record or null; owned
   int foundTCPIP_Dev;              ///< 1 when the TCP/IP parser accepted the name
 
-  ViUInt32 uses;  ///< reference count, see below
+  const QVvisa_backend_t* otherBus;  ///< a bus without a field above whose parser accepted the name, or null
+  void* otherDev;                    ///< its sub-record, which it made then; owned
+  ViUInt32 uses;                     ///< reference count, see below
 };
 
 /// Bit of `uses` that says that the record has lost its slot; the rest counts the operations that run on it.

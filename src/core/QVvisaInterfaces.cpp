@@ -17,6 +17,8 @@ constexpr Fields<QVvisa_devIntfListUsb_t, QVvisa_devIntfUsb_t> kUsb{&QVvisa_devI
                                                                     &QVvisa_devIntfListUsb_t::intfUsb};
 constexpr Fields<QVvisa_devIntfListAsrl_t, QVvisa_devIntfAsrl_t> kAsrl{&QVvisa_devIntfListAsrl_t::numDevIntfAsrl,
                                                                        &QVvisa_devIntfListAsrl_t::intfAsrl};
+constexpr Fields<QVvisa_resourceList_t, QVvisa_resource_t> kOther{&QVvisa_resourceList_t::numResources,
+                                                                  &QVvisa_resourceList_t::resources};
 
 template <typename List, typename Entry>
 void closeList(List** list, const Fields<List, Entry>& fields) {
@@ -66,4 +68,12 @@ ViStatus QVvisa_reInitDevIntfListAsrl(QVvisa_devIntfListAsrl_t** ppdilAsrl, int 
 
 void QVvisa_closeDevIntfListElemAsrl(QVvisa_devIntfListAsrl_t** ppdilAsrl) {
   closeList(ppdilAsrl, kAsrl);
+}
+
+ViStatus QVvisa_addResource(QVvisa_devList_t* found, const QVvisa_resource_t& resource) {
+  return growList(&found->otherList, 1, kOther, resource);
+}
+
+void QVvisa_closeResourceList(QVvisa_resourceList_t** list) {
+  closeList(list, kOther);
 }

@@ -1,4 +1,5 @@
-/// What one search sees: the USB interfaces and serial ports that the enumerators list. The lists live for one search.
+/// What one search sees: the USB interfaces, serial ports and other resources that the enumerators list. The lists live
+/// for one search.
 #pragma once
 
 #include "QVvisa.h"
@@ -43,10 +44,34 @@ struct QVvisa_devIntfListAsrl_t {
   int numMatchAsrl;                ///< number of selected entries
 };
 
-/// Both lists of a search; a list stays null while its bus has nothing to list.
+/// A number that the attribute part of an expression may compare, under the code of its attribute.
+struct QVvisa_resourceNumber_t {
+  ViAttr name;
+  int value;
+};
+
+constexpr int QVVISA_MAX_RESOURCE_NUMBERS = 6;
+
+/// A resource of any other bus.
+struct QVvisa_resource_t {
+  char name[VI_FIND_BUFLEN];                                     ///< as the bus's parser takes it, NUL-terminated
+  QVvisa_resourceNumber_t numbers[QVVISA_MAX_RESOURCE_NUMBERS];  ///< up to the first whose name is 0
+  int matchRE;
+  int matchAE;
+  int matchX;
+};
+
+struct QVvisa_resourceList_t {
+  int numResources;
+  QVvisa_resource_t* resources;  ///< owned
+  int numMatch;                  ///< number of selected entries
+};
+
+/// The lists of a search; a list stays null while it has no entries.
 struct QVvisa_devList_t {
   QVvisa_devIntfListUsb_t* usbList;
   QVvisa_devIntfListAsrl_t* asrlList;
+  QVvisa_resourceList_t* otherList = nullptr;
 };
 
 /// Grows a list by `size` entries, making it first if `*ppdilUsb` is null. Old entries keep their contents, new ones
@@ -63,3 +88,9 @@ QVVISA_API ViStatus QVvisa_reInitDevIntfListAsrl(QVvisa_devIntfListAsrl_t** ppdi
 /// Frees a list and nulls the pointer; does nothing for null.
 QVVISA_API void QVvisa_closeDevIntfListElemAsrl(QVvisa_devIntfListAsrl_t** ppdilAsrl);
 }
+
+/// Adds a resource of a bus that has no list of its own to what a search sees.
+/// @retval VI_SUCCESS, VI_ERROR_ALLOC with all resources added so far gone
+ViStatus QVvisa_addResource(QVvisa_devList_t* found, const QVvisa_resource_t& resource);
+/// Frees the list and nulls the pointer; does nothing for null.
+void QVvisa_closeResourceList(QVvisa_resourceList_t** list);

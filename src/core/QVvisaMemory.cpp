@@ -199,14 +199,25 @@ void QVvisa_closeRetiredDevice(QVvisa_device_t* pdev) {
   --gpQvvisa->numRetired;
 }
 
+namespace {
+
+ViStatus initSubRecords(std::span<const QVvisa_backend_t* const> buses, QVvisa_device_t* device) {
+  for (const QVvisa_backend_t* bus : buses) {
+    const ViStatus status = bus->init ? bus->init(device) : VI_SUCCESS;
+    if (status != VI_SUCCESS) return status;
+  }
+  return VI_SUCCESS;
+}
+
+}  // namespace
+
 ViStatus QVvisa_initDevListElem(QVvisa_device_t** ppdev) {
   QVvisa_device_t* device = nullptr;
   ViStatus status = ppdev ? makeRecord(&device) : VI_ERROR_INV_PARAMETER;
-  // Name parsers run in the table's order, but the records are made with the first bus last.
-  const auto backends = QVvisa_backends();
-  for (size_t i = 1; status == VI_SUCCESS && i <= backends.size(); ++i) {
-    status = backends[i % backends.size()].init(device);
-  }
+  // Name parsers run in the table's order, but the sub-records are made with the first bus last.
+  const auto buses = QVvisa_backends();
+  if (status == VI_SUCCESS) status = initSubRecords(buses.subspan(1), device);
+  if (status == VI_SUCCESS) status = initSubRecords(buses.first(1), device);
   if (status == VI_SUCCESS)
     *ppdev = device;
   else
@@ -216,7 +227,7 @@ ViStatus QVvisa_initDevListElem(QVvisa_device_t** ppdev) {
 
 void QVvisa_closeDevListElem(QVvisa_device_t** ppdev) {
   if (!ppdev || !*ppdev) return;
-  for (const QVvisa_backend_t& backend : QVvisa_backends()) backend.close(*ppdev);
+  for (const QVvisa_backend_t* backend : QVvisa_backends()) backend->close(*ppdev);
   freeRecord(ppdev);
 }
 
@@ -246,6 +257,16 @@ void QVvisa_closeFindResultListArrAsrl(QVvisa_findListAsrl_result_t*** pppflr) {
   freeResultArray(pppflr);
 }
 
+ViStatus QVvisa_initFindResultListElemOther(QVvisa_findListOther_result_t** ppflr) {
+  return makeRecord(ppflr);
+}
+ViStatus QVvisa_initFindResultListArrOther(QVvisa_findListOther_result_t*** pppflr, int cnt) {
+  return makeResultArray(pppflr, cnt);
+}
+void QVvisa_closeFindResultListArrOther(QVvisa_findListOther_result_t*** pppflr) {
+  freeResultArray(pppflr);
+}
+
 ViStatus QVvisa_initFindListElem(QVvisa_findList_t** ppfl) {
   return makeRecord(ppfl);
 }
@@ -254,5 +275,6 @@ void QVvisa_closeFindListElem(QVvisa_findList_t** ppfl) {
   if (!ppfl || !*ppfl) return;
   freeResultArray(&(*ppfl)->ppflrUsb);
   freeResultArray(&(*ppfl)->ppflrAsrl);
+  freeResultArray(&(*ppfl)->ppflrOther);
   freeRecord(ppfl);
 }

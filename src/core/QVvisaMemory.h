@@ -47,6 +47,11 @@ struct QVvisa_findListAsrl_result_t {
   ViInt32 comPort;
 };
 
+/// A result of any other bus.
+struct QVvisa_findListOther_result_t {
+  char name[VI_FIND_BUFLEN];
+};
+
 /// The frozen answer of one search. The arrays end in a null pointer; an empty result is no array at all.
 struct QVvisa_findList_t {
   ViSession ID;                            ///< the find list's handle; the first field, which look-ups compare
@@ -57,6 +62,10 @@ struct QVvisa_findList_t {
   int idxAsrl;                               ///< next serial result to deliver
   int numAsrl;
   int numTot;
+
+  QVvisa_findListOther_result_t** ppflrOther;  ///< owned
+  int idxOther;                                ///< next other result to deliver
+  int numOther;
 };
 
 /// The table. It owns its records.
@@ -126,9 +135,14 @@ QVVISA_API void QVvisa_closeFindResultListArrAsrl(QVvisa_findListAsrl_result_t**
 
 /// Makes an empty find list; its handle is given at registration.
 QVVISA_API ViStatus QVvisa_initFindListElem(QVvisa_findList_t** ppfl);
-/// Frees a find list with both result arrays.
+/// Frees a find list with its result arrays.
 QVVISA_API void QVvisa_closeFindListElem(QVvisa_findList_t** ppfl);
 }
+
+/// As the operations for USB and serial results.
+ViStatus QVvisa_initFindResultListElemOther(QVvisa_findListOther_result_t** ppflr);
+ViStatus QVvisa_initFindResultListArrOther(QVvisa_findListOther_result_t*** pppflr, int cnt);
+void QVvisa_closeFindResultListArrOther(QVvisa_findListOther_result_t*** pppflr);
 
 /// The record of a session, null for a handle that is none. The caller holds the fast lock.
 QVvisa_device_t* QVvisa_findDevice(ViSession vi);

@@ -50,8 +50,8 @@ ViStatus setCommonAttribute(QVvisa_device_t* pdev, ViAttr attrName, ViAttrState 
 ViStatus QVvisa_OpenHelperParseName(char* name, QVvisa_device_t* pdev) {
   if (!name || !pdev) return VI_ERROR_INV_PARAMETER;
   ViStatus status = VI_ERROR_INV_RSRC_NAME;
-  for (const QVvisa_backend_t& backend : QVvisa_backends()) {
-    status = backend.parseName(pdev, name);
+  for (const QVvisa_backend_t* backend : QVvisa_backends()) {
+    status = backend->parseName(pdev, name);
     if (status == VI_SUCCESS) break;
   }
   return status;
@@ -61,13 +61,11 @@ ViStatus QVvisa_OpenHelperFindOpenDev(QVvisa_device_t* pdev) {
   if (!pdev) return VI_ERROR_INV_OBJECT;
   const CoreLock lock;
   ViStatus status = VI_ERROR_RSRC_NFOUND;
-  bool isSearched = false;
-  for (const QVvisa_backend_t& backend : QVvisa_backends()) {
-    if (!backend.present(pdev)) continue;
-    // Only one of the buses that can be searched is; a TCP/IP sub-record beside it has the last word.
-    if (isSearched && backend.deviceType != QVVISA_DEVICE_TYPE_TCPIP) continue;
-    status = backend.findOpen(pdev);
-    isSearched = true;
+  bool isTried = false;
+  for (const QVvisa_backend_t* backend : QVvisa_backends()) {
+    if (!backend->present(pdev) || (isTried && !backend->opensBesideOthers)) continue;
+    status = backend->findOpen(pdev);
+    isTried = true;
   }
   return status;
 }

@@ -13,10 +13,11 @@
 #include <iterator>
 #include <span>
 #include <string_view>
+#include <utility>
 
 namespace {
 
-/// The members of one bus's entries and results under common names, so that each step is written once.
+/// The members of each kind of list under common names, so that each step is written once.
 struct Usb {
   using List = QVvisa_devIntfListUsb_t;
   using Result = QVvisa_findListUsb_result_t;
@@ -24,7 +25,7 @@ struct Usb {
   static std::span<QVvisa_devIntfUsb_t> entries(const List& list) {
     return {list.intfUsb, static_cast<size_t>(list.numDevIntfUsb)};
   }
-  static int& numMatch(List& list) { return list.numMatchUsb; }
+  static constexpr auto numMatch = &List::numMatchUsb;
   static constexpr auto print = QVvisa_FindRsrcHelperPrintPuiUsb;
   static constexpr auto initArray = QVvisa_initFindResultListArrUsb;
   static constexpr auto closeArray = QVvisa_closeFindResultListArrUsb;
@@ -48,13 +49,31 @@ struct Asrl {
   static std::span<QVvisa_devIntfAsrl_t> entries(const List& list) {
     return {list.intfAsrl, static_cast<size_t>(list.numDevIntfAsrl)};
   }
-  static int& numMatch(List& list) { return list.numMatchAsrl; }
+  static constexpr auto numMatch = &List::numMatchAsrl;
   static constexpr auto print = QVvisa_FindRsrcHelperPrintPuiAsrl;
   static constexpr auto initArray = QVvisa_initFindResultListArrAsrl;
   static constexpr auto closeArray = QVvisa_closeFindResultListArrAsrl;
   static constexpr auto initResult = QVvisa_initFindResultListElemAsrl;
 
   static void fill(Result& result, const QVvisa_devIntfAsrl_t& entry) { result.comPort = entry.comPort; }
+};
+
+struct Other {
+  using List = QVvisa_resourceList_t;
+  using Result = QVvisa_findListOther_result_t;
+
+  static std::span<QVvisa_resource_t> entries(const List& list) {
+    return {list.resources, static_cast<size_t>(list.numResources)};
+  }
+  static constexpr auto numMatch = &List::numMatch;
+  static void print(const QVvisa_resource_t* entry, char* buf) { strcpy(buf, entry->name); }
+  static constexpr auto initArray = QVvisa_initFindResultListArrOther;
+  static constexpr auto closeArray = QVvisa_closeFindResultListArrOther;
+  static constexpr auto initResult = QVvisa_initFindResultListElemOther;
+
+  static void fill(Result& result, const QVvisa_resource_t& entry) {
+    memcpy(result.name, entry.name, sizeof result.name);
+  }
 };
 
 template <typename Bus>
@@ -70,11 +89,11 @@ void matchEntries(const typename Bus::List* list, const char* regex) {
 template <typename Bus>
 void countMatches(typename Bus::List* list, const char* attrExpr) {
   if (!list) return;
-  Bus::numMatch(*list) = 0;
+  list->*Bus::numMatch = 0;
   for (auto& entry : Bus::entries(*list)) {
     if (!entry.matchRE || (attrExpr && !entry.matchAE)) continue;
     entry.matchX = 1;
-    ++Bus::numMatch(*list);
+    ++(list->*Bus::numMatch);
   }
 }
 
@@ -82,8 +101,8 @@ template <typename Bus>
 ViStatus makeResults(typename Bus::List* list, typename Bus::Result*** array) {
   if (!array) return VI_ERROR_INV_OBJECT;
   *array = nullptr;
-  if (!list || Bus::numMatch(*list) == 0) return VI_SUCCESS;
-  ViStatus status = Bus::initArray(array, Bus::numMatch(*list));
+  if (!list || list->*Bus::numMatch == 0) return VI_SUCCESS;
+  ViStatus status = Bus::initArray(array, list->*Bus::numMatch);
   if (status != VI_SUCCESS) return status;
   typename Bus::Result** next = *array;
   for (const auto& entry : Bus::entries(*list)) {
@@ -112,6 +131,7 @@ struct InterfaceLists : QVvisa_devList_t {
   ~InterfaceLists() {
     QVvisa_closeDevIntfListElemUsb(&usbList);
     QVvisa_closeDevIntfListElemAsrl(&asrlList);
+    QVvisa_closeResourceList(&otherList);
   }
   InterfaceLists(const InterfaceLists&) = delete;
   InterfaceLists& operator=(const InterfaceLists&) = delete;
@@ -121,11 +141,13 @@ struct InterfaceLists : QVvisa_devList_t {
 struct Results {
   QVvisa_findListUsb_result_t** usb = nullptr;
   QVvisa_findListAsrl_result_t** asrl = nullptr;
+  QVvisa_findListOther_result_t** other = nullptr;
 
   Results() = default;
   ~Results() {
     QVvisa_closeFindResultListArrUsb(&usb);
     QVvisa_closeFindResultListArrAsrl(&asrl);
+    QVvisa_closeFindResultListArrOther(&other);
   }
   Results(const Results&) = delete;
   Results& operator=(const Results&) = delete;
@@ -181,31 +203,49 @@ ViStatus filter(const SplitExpression& expression, QVvisa_devList_t* lists) {
   if (status != VI_SUCCESS) return status;
   QVvisa_helperCountFoundDevicesUsb(lists->usbList, expression.attrExpr);
   QVvisa_helperCountFoundDevicesAsrl(lists->asrlList, expression.attrExpr);
+  countMatches<Other>(lists->otherList, expression.attrExpr);
   return VI_SUCCESS;
 }
 
-void releaseResults(QVvisa_findListHelper_result_t* results) {
-  QVvisa_closeFindResultListArrUsb(results->pppfrlUsb);
-  QVvisa_closeFindResultListArrAsrl(results->pppfrlAsrl);
+template <typename Bus>
+int matchesIn(const typename Bus::List* list) {
+  return list ? list->*Bus::numMatch : 0;
 }
 
-/// Makes a find list that takes the arrays over, and registers it.
-ViStatus registerFindList(QVvisa_findListHelper_result_t* results, int numUsb, int numAsrl, ViPFindList vi,
-                          QVvisa_findList_t** registered) {
+/// Empties a variable that holds a result array; null for no variable.
+template <typename Result>
+Result** taken(Result*** array) {
+  return array ? std::exchange(*array, nullptr) : nullptr;
+}
+
+/// The answer of a search, which owns the result arrays now.
+QVvisa_findList_t takeResults(QVvisa_devList_t* lists, QVvisa_findListHelper_result_t* results) {
+  QVvisa_findList_t answer = {};
+  answer.ppflrUsb = taken(results->pppfrlUsb);
+  answer.numUsb = matchesIn<Usb>(lists->usbList);
+  answer.ppflrAsrl = taken(results->pppfrlAsrl);
+  answer.numAsrl = matchesIn<Asrl>(lists->asrlList);
+  answer.ppflrOther = taken(results->pppfrlOther);
+  answer.numOther = matchesIn<Other>(lists->otherList);
+  answer.numTot = answer.numUsb + answer.numAsrl + answer.numOther;
+  return answer;
+}
+
+void releaseResults(QVvisa_findList_t& answer) {
+  QVvisa_closeFindResultListArrUsb(&answer.ppflrUsb);
+  QVvisa_closeFindResultListArrAsrl(&answer.ppflrAsrl);
+  QVvisa_closeFindResultListArrOther(&answer.ppflrOther);
+}
+
+/// Gives an answer a handle; without one its results are gone.
+ViStatus registerFindList(QVvisa_findList_t& answer, ViPFindList vi) {
   QVvisa_findList_t* findList = nullptr;
   const ViStatus status = QVvisa_initFindListElem(&findList);
   if (status != VI_SUCCESS) {
-    releaseResults(results);
+    releaseResults(answer);
     return status;
   }
-  findList->ppflrUsb = *results->pppfrlUsb;
-  findList->numUsb = numUsb;
-  findList->ppflrAsrl = *results->pppfrlAsrl;
-  findList->numAsrl = numAsrl;
-  findList->numTot = numUsb + numAsrl;
-  *results->pppfrlUsb = nullptr;
-  *results->pppfrlAsrl = nullptr;
-  *registered = findList;
+  *findList = answer;
   const CoreLock lock;
   return QVvisa_AddHandleFindList(&findList, vi);
 }
@@ -251,9 +291,9 @@ void QVvisa_helperProcessPattern_Aclose(QVvisa_findResrcPatA_t* frPat) {
 ViStatus QVvisa_GetAllDevIntf(QVvisa_devList_t* pdl) {
   if (!pdl) return VI_ERROR_INV_OBJECT;
   ViStatus result = VI_ERROR_RSRC_NFOUND;
-  for (const QVvisa_backend_t& backend : QVvisa_backends()) {
-    if (!backend.enumerate) continue;
-    const ViStatus status = backend.enumerate(pdl);
+  for (const QVvisa_backend_t* backend : QVvisa_backends()) {
+    if (!backend->enumerate) continue;
+    const ViStatus status = backend->enumerate(pdl);
     if (status != VI_SUCCESS && status != VI_ERROR_RSRC_NFOUND) return status;
     if (status == VI_SUCCESS) result = VI_SUCCESS;
   }
@@ -269,6 +309,7 @@ ViStatus QVvisa_helperProcessPattern_REGEX(char* pattern, int plen, QVvisa_devLi
   translate(regex);
   matchEntries<Usb>(pdl->usbList, regex);
   matchEntries<Asrl>(pdl->asrlList, regex);
+  matchEntries<Other>(pdl->otherList, regex);
   return VI_SUCCESS;
 }
 
@@ -291,27 +332,21 @@ ViStatus QVvisa_helperGenerateFindListAsrl(QVvisa_devIntfListAsrl_t* pdil, QVvis
 ViStatus QVvisa_helperGenerateViRsrcFind(QVvisa_devList_t* pdl, QVvisa_findListHelper_result_t* pflhr, ViPFindList vi,
                                          ViPUInt32 retCnt, ViChar* desc) {
   if (!pdl || !pflhr) return VI_ERROR_INV_OBJECT;
-  const int numUsb = pdl->usbList ? pdl->usbList->numMatchUsb : 0;
-  const int numAsrl = pdl->asrlList ? pdl->asrlList->numMatchAsrl : 0;
-  if (numUsb + numAsrl == 0) {
+  if (matchesIn<Usb>(pdl->usbList) + matchesIn<Asrl>(pdl->asrlList) + matchesIn<Other>(pdl->otherList) == 0) {
     if (retCnt) *retCnt = 0;
     return VI_ERROR_RSRC_NFOUND;
   }
-  if (vi) {
-    QVvisa_findList_t* findList = nullptr;
-    const ViStatus status = registerFindList(pflhr, numUsb, numAsrl, vi, &findList);
-    if (status != VI_SUCCESS) return status;
-    // The first result is used up whether or not it can be delivered.
-    char unwanted[VI_FIND_BUFLEN];
-    QVvisa_findNext(findList, desc ? desc : unwanted);
-  } else {
-    if (numUsb > 0)
-      QVvisa_FindRsrcHelperPrintPflrUsb(**pflhr->pppfrlUsb, desc);
-    else
-      QVvisa_FindRsrcHelperPrintPflrAsrl(**pflhr->pppfrlAsrl, desc);
-    releaseResults(pflhr);
+  QVvisa_findList_t answer = takeResults(pdl, pflhr);
+  // The first result is used up whether or not it can be delivered.
+  char first[VI_FIND_BUFLEN];
+  QVvisa_findNext(&answer, first);
+  if (!vi) {
+    releaseResults(answer);
+  } else if (const ViStatus status = registerFindList(answer, vi); status != VI_SUCCESS) {
+    return status;
   }
-  if (retCnt) *retCnt = static_cast<ViUInt32>(numUsb + numAsrl);
+  if (desc) strcpy(desc, first);
+  if (retCnt) *retCnt = static_cast<ViUInt32>(answer.numTot);
   return VI_SUCCESS;
 }
 
@@ -365,19 +400,21 @@ ViStatus QVvisa_findRsrc(char* expr, ViPFindList vi, ViPUInt32 retCnt, ViChar* d
   Results results;
   status = QVvisa_helperGenerateFindListUsb(lists.usbList, &results.usb);
   if (status == VI_SUCCESS) status = QVvisa_helperGenerateFindListAsrl(lists.asrlList, &results.asrl);
+  if (status == VI_SUCCESS) status = makeResults<Other>(lists.otherList, &results.other);
   if (status != VI_SUCCESS) return status;
-  QVvisa_findListHelper_result_t handedOver{&results.usb, &results.asrl};
+  QVvisa_findListHelper_result_t handedOver{&results.usb, &results.asrl, &results.other};
   return QVvisa_helperGenerateViRsrcFind(&lists, &handedOver, vi, retCnt, desc);
 }
 
 ViStatus QVvisa_findNext(QVvisa_findList_t* pfl, ViChar* desc) {
   if (pfl->idxUsb < pfl->numUsb) {
     QVvisa_FindRsrcHelperPrintPflrUsb(pfl->ppflrUsb[pfl->idxUsb++], desc);
-    return VI_SUCCESS;
-  }
-  if (pfl->idxAsrl < pfl->numAsrl) {
+  } else if (pfl->idxAsrl < pfl->numAsrl) {
     QVvisa_FindRsrcHelperPrintPflrAsrl(pfl->ppflrAsrl[pfl->idxAsrl++], desc);
-    return VI_SUCCESS;
+  } else if (pfl->idxOther < pfl->numOther) {
+    strcpy(desc, pfl->ppflrOther[pfl->idxOther++]->name);
+  } else {
+    return VI_ERROR_RSRC_NFOUND;
   }
-  return VI_ERROR_RSRC_NFOUND;
+  return VI_SUCCESS;
 }

@@ -27,10 +27,11 @@ struct QVvisa_findResrcPatA_t {
   int aLen = 0;
 };
 
-/// Hands two result arrays over: whoever takes or releases an array clears the variable behind it.
+/// Hands the result arrays over: whoever takes or releases an array clears the variable behind it.
 struct QVvisa_findListHelper_result_t {
   QVvisa_findListUsb_result_t*** pppfrlUsb;
   QVvisa_findListAsrl_result_t*** pppfrlAsrl;
+  QVvisa_findListOther_result_t*** pppfrlOther = nullptr;
 };
 
 /// Splits an expression. On success the caller owns the copies, see QVvisa_helperProcessPattern_Aclose; on failure

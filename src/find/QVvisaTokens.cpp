@@ -120,60 +120,68 @@ void bindText(QVvisa_frToken_t& token, const char* text) {
   strncpy(token.buf, text, sizeof token.buf);
 }
 
-/// What an attribute token holds on both buses. No entry carries the names of its device.
-void bindNames(QVvisa_frToken_t& token) {
-  if (token.tokId == TOK_NAME || token.tokId == TOK_MANUF) bindText(token, "todo");
+/// What the tokens of an expression compare on one entry.
+struct Attributes {
+  QVvisa_resourceNumber_t numbers[QVVISA_MAX_RESOURCE_NUMBERS];
+  const char* serialNumber = nullptr;
+};
+
+Attributes attributesOf(const QVvisa_devIntfUsb_t& entry) {
+  return {{{VI_ATTR_MANF_ID, entry.vid},
+           {VI_ATTR_MODEL_CODE, entry.pid},
+           {VI_ATTR_USB_CLASS, entry.bInterfaceClass},
+           {VI_ATTR_USB_SUBCLASS, entry.bInterfaceSubClass},
+           {VI_ATTR_USB_PROTOCOL, entry.bInterfaceProtocol}},
+          reinterpret_cast<const char*>(entry.sn)};
 }
 
-void bind(QVvisa_frToken_t& token, const QVvisa_devIntfUsb_t& entry) {
-  switch (token.tokId) {
+Attributes attributesOf(const QVvisa_devIntfAsrl_t& entry) {
+  return {{{VI_ATTR_MANF_ID, entry.vid}, {VI_ATTR_MODEL_CODE, entry.pid}, {VI_ATTR_ASRL_BAUD, entry.baudRate}}};
+}
+
+Attributes attributesOf(const QVvisa_resource_t& entry) {
+  Attributes attributes = {};
+  std::ranges::copy(entry.numbers, attributes.numbers);
+  return attributes;
+}
+
+/// The attribute that a token stands for, 0 for a token that isn't a number of the entries'.
+ViAttr attributeOf(uint8_t tokId) {
+  switch (tokId) {
   case TOK_VID:
-    token.val = entry.vid;
-    break;
+    return VI_ATTR_MANF_ID;
   case TOK_PID:
-    token.val = entry.pid;
-    break;
+    return VI_ATTR_MODEL_CODE;
   case TOK_CLASS:
-    token.val = entry.bInterfaceClass;
-    break;
+    return VI_ATTR_USB_CLASS;
   case TOK_SUBCLASS:
-    token.val = entry.bInterfaceSubClass;
-    break;
+    return VI_ATTR_USB_SUBCLASS;
   case TOK_PROT:
-    token.val = entry.bInterfaceProtocol;
-    break;
-  case TOK_SN:
-    bindText(token, reinterpret_cast<const char*>(entry.sn));
-    break;
+    return VI_ATTR_USB_PROTOCOL;
+  case TOK_BAUD:
+    return VI_ATTR_ASRL_BAUD;
   default:
-    bindNames(token);
-    break;
+    return 0;
   }
 }
 
-/// A token of the other bus keeps what it holds: 0, or the value of the last USB entry.
-void bind(QVvisa_frToken_t& token, const QVvisa_devIntfAsrl_t& entry) {
-  switch (token.tokId) {
-  case TOK_VID:
-    token.val = entry.vid;
-    break;
-  case TOK_PID:
-    token.val = entry.pid;
-    break;
-  case TOK_BAUD:
-    token.val = entry.baudRate;
-    break;
-  default:
-    bindNames(token);
-    break;
-  }
+/// Gives a token its value on one entry. A token that the entry's bus knows nothing of keeps what it holds: 0, or the
+/// value of an entry of another bus. No entry carries the names of its device.
+void bind(QVvisa_frToken_t& token, const Attributes& entry) {
+  if (token.tokId == TOK_NAME || token.tokId == TOK_MANUF) bindText(token, "todo");
+  if (token.tokId == TOK_SN && entry.serialNumber) bindText(token, entry.serialNumber);
+  const ViAttr name = attributeOf(token.tokId);
+  if (name == 0) return;
+  const auto* number = std::ranges::find(entry.numbers, name, &QVvisa_resourceNumber_t::name);
+  if (number != std::end(entry.numbers)) token.val = number->value;
 }
 
 /// Whether an expression can be evaluated doesn't rest on the values, so that the first failure stands for all entries.
 template <typename Entry>
 void evaluate(QVvisa_frTokenList_t* list, std::span<Entry> entries) {
   for (Entry& entry : entries) {
-    for (QVvisa_frToken_t& token : std::span(list->tokens, static_cast<size_t>(list->size))) bind(token, entry);
+    const Attributes attributes = attributesOf(entry);
+    for (QVvisa_frToken_t& token : std::span(list->tokens, static_cast<size_t>(list->size))) bind(token, attributes);
     initTokens(list);
     uint8_t result = TOK_RESULT_UNDEF;
     if (processTokens(list, 0, list->size - 1, &result) != VI_SUCCESS) return;
@@ -343,6 +351,8 @@ ViStatus QVvisa_helperProcessPattern_BC(char* pattern, int plen, QVvisa_devList_
   if (status != VI_SUCCESS) return status;
   QVvisa_helperProcessPatternUsb_C(list, pdl->usbList);
   QVvisa_helperProcessPatternAsrl_C(list, pdl->asrlList);
+  if (pdl->otherList)
+    evaluate(list, std::span(pdl->otherList->resources, static_cast<size_t>(pdl->otherList->numResources)));
   QVvisa_closeFrTokenList(&list);
   return VI_SUCCESS;
 }

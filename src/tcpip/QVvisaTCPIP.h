@@ -6,6 +6,7 @@
 #pragma once
 
 #include "QVvisa.h"
+#include "QVvisaBackends.h"
 #include "QVvisaNamePatterns.h"
 #include "export.h"
 #include "osAbstraction.h"
@@ -95,3 +96,6 @@ QVVISA_API ViStatus QVvisa_TCPIP_GetAttribute(QVvisa_tcpip_device_t* pqvlsDev, V
 /// @retval -1                      the socket refused
 QVVISA_API ViStatus QVvisa_TCPIP_SetAttribute(QVvisa_tcpip_device_t* pqvlsDev, ViAttr attrName, ViAttrState attrValue);
 }
+
+/// The bus's row of functions.
+extern const QVvisa_backend_t QVvisa_tcpipBackend;

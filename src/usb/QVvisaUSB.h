@@ -6,6 +6,7 @@
 /// Opening and closing run under the core's lock, which the caller holds.
 #pragma once
 
+#include "QVvisaBackends.h"
 #include "QVvisaLibusb.h"
 #include "QVvisaUSBAttributes.h"
 #include "QVvisaUSBClass.h"
@@ -62,3 +63,6 @@ QVVISA_API ViStatus QVvisa_OpenHelperOpenDevClaimIntf(libusb_device* device, lib
 /// `typeOfEP` (2 bulk, 3 interrupt), or QVVISA_UNUSED_EP.
 QVVISA_API uint8_t QV_viOpenHelperGetLowestEPofType(QVvisa_usb_device_t* pUsbDev, uint8_t direction, uint8_t typeOfEP);
 }
+
+/// The bus's row of functions.
+extern const QVvisa_backend_t QVvisa_usbBackend;

@@ -42,6 +42,17 @@ int interfaceRequest(QVvisa_usb_device_t& device, uint8_t request, uint16_t valu
                     answer);
 }
 
+/// A request that the caller composes; the low bytes of type and request reach the wire.
+int callersRequest(QVvisa_usb_device_t& device, ViInt16 bmRequestType, ViInt16 bRequest, ViUInt16 wValue,
+                   ViUInt16 wIndex, std::span<unsigned char> data) {
+  return usbControl(device, static_cast<uint8_t>(bmRequestType), static_cast<uint8_t>(bRequest), wValue, wIndex, data);
+}
+
+/// Whether a control request reads from the device; the direction is bit 7 of the byte that reaches the wire.
+bool readsFromDevice(ViInt16 bmRequestType) {
+  return (bmRequestType & 0x80) != 0;
+}
+
 ViStatus receiveNotification(QVvisa_usb_device_t& device, uint8_t endpoint, unsigned char (&bufIntIn)[2]) {
   int received = 0;
   const int result = libusb_interrupt_transfer(device.devHdl, endpoint, bufIntIn, sizeof bufIntIn, &received,
@@ -103,16 +114,18 @@ ViStatus QVvisa_UsbGpibControlREN(QVvisa_usb_device_t* pUsbDev, ViUInt16 mode) {
 
 ViStatus QVvisa_UsbControlOut(QVvisa_usb_device_t* pUsbDev, ViInt16 bmRequestType, ViInt16 bRequest, ViUInt16 wValue,
                               ViUInt16 wIndex, ViUInt16 wLength, ViBuf buf) {
-  // The direction is in bmRequestType.
-  return QVvisa_UsbControlIn(pUsbDev, bmRequestType, bRequest, wValue, wIndex, wLength, buf, nullptr);
+  if (readsFromDevice(bmRequestType)) return VI_ERROR_INV_PARAMETER;
+  if (!buf && wLength > 0) return VI_ERROR_INV_OBJECT;
+  const int result = callersRequest(*pUsbDev, bmRequestType, bRequest, wValue, wIndex, {buf, wLength});
+  return result < 0 ? libusb2QVvisaStatus(result) : VI_SUCCESS;
 }
 
 ViStatus QVvisa_UsbControlIn(QVvisa_usb_device_t* pUsbDev, ViInt16 bmRequestType, ViInt16 bRequest, ViUInt16 wValue,
                              ViUInt16 wIndex, ViUInt16 wLength, ViPBuf buf, ViPUInt16 retCnt) {
   if (retCnt) *retCnt = 0;
+  if (!readsFromDevice(bmRequestType)) return VI_ERROR_INV_PARAMETER;
   if (!buf && wLength > 0) return VI_ERROR_INV_OBJECT;
-  const int result = usbControl(*pUsbDev, static_cast<uint8_t>(bmRequestType), static_cast<uint8_t>(bRequest), wValue,
-                                wIndex, {buf, wLength});
+  const int result = callersRequest(*pUsbDev, bmRequestType, bRequest, wValue, wIndex, {buf, wLength});
   if (result < 0) return libusb2QVvisaStatus(result);
   if (retCnt) *retCnt = static_cast<ViUInt16>(result);
   return VI_SUCCESS;

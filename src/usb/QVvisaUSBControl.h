@@ -49,8 +49,9 @@ ViStatus QVvisa_UsbGpibControlREN(QVvisa_usb_device_t* pUsbDev, ViUInt16 mode);
 /// @param bmRequestType  bit 7 is 0
 /// @param wLength        size of `buf` in bytes
 /// @param buf            the data; may be null with `wLength` 0
-/// @retval VI_SUCCESS          sent, possibly fewer bytes than `wLength`
-/// @retval VI_ERROR_INV_OBJECT null `buf` with `wLength` above 0
+/// @retval VI_SUCCESS             sent, possibly fewer bytes than `wLength`
+/// @retval VI_ERROR_INV_PARAMETER bit 7 tells the other direction
+/// @retval VI_ERROR_INV_OBJECT    null `buf` with `wLength` above 0
 /// @return Otherwise the translated failure of libusb.
 ViStatus QVvisa_UsbControlOut(QVvisa_usb_device_t* pUsbDev, ViInt16 bmRequestType, ViInt16 bRequest, ViUInt16 wValue,
                               ViUInt16 wIndex, ViUInt16 wLength, ViBuf buf);

@@ -5,7 +5,6 @@
 #include "QVvisaLock.h"
 #include "QVvisaPrivate.h"
 #include "QVvisaStatus.h"
-#include "QVvisaUSB.h"
 
 #include <cstring>
 
@@ -19,21 +18,13 @@ ViStatus onDevice(ViSession vi, Operation operation) {
   return device.get() ? operation(device.get()) : VI_ERROR_INV_OBJECT;
 }
 
-template <typename Operation>
-ViStatus onUsbDevice(ViSession vi, Operation operation) {
-  return onDevice(
-      vi, [&](QVvisa_device_t* device) { return device->tusbDev ? operation(device->tusbDev) : VI_ERROR_NSUP_OPER; });
-}
-
-template <typename Operation>
-ViStatus onUsbtmcDevice(ViSession vi, Operation operation) {
-  return onUsbDevice(
-      vi, [&](QVvisa_usb_device_t* device) { return device->isTMC ? operation(device) : VI_ERROR_NSUP_OPER; });
-}
-
-/// Whether a control request reads from the device; the direction is bit 7 of the byte that reaches the wire.
-bool readsFromDevice(ViInt16 bmRequestType) {
-  return (bmRequestType & 0x80) != 0;
+/// Runs an optional operation of the session's bus.
+template <auto Operation, typename... Arguments>
+ViStatus onBus(ViSession vi, Arguments... arguments) {
+  return onDevice(vi, [&](QVvisa_device_t* device) {
+    const QVvisa_backend_t* bus = QVvisa_backendOf(device);
+    return bus && bus->*Operation ? (bus->*Operation)(device, arguments...) : VI_ERROR_NSUP_OPER;
+  });
 }
 
 bool isFindList(ViObject vi) {
@@ -45,18 +36,19 @@ bool isFindList(ViObject vi) {
 ViStatus registerDevice(QVvisa_device_t* device, ViAccessMode mode, ViPSession vi) {
   const CoreLock lock;
   device->mode = mode;
-  QVvisa_usb_device_t* usb = device->tusbDev;
   const ViStatus status = QVvisa_AddHandleDevice(&device, vi);
-  if (status == VI_SUCCESS && usb) usb->usbID = *vi;
-  return status;
+  if (status != VI_SUCCESS) return status;
+  const QVvisa_backend_t* bus = QVvisa_backendOf(device);
+  if (bus && bus->registered) bus->registered(device, *vi);
+  return VI_SUCCESS;
 }
 
 /// Names the instrument and opens it. On anything but VI_SUCCESS the caller closes the record.
 ViStatus openInstrument(QVvisa_device_t* device, ViRsrc name) {
   const ViStatus status = QVvisa_OpenHelperParseName(name, device);
   if (status != VI_SUCCESS) return status;
-  for (const QVvisa_backend_t& backend : QVvisa_backends()) {
-    if (!backend.found(device)) backend.close(device);
+  for (const QVvisa_backend_t* backend : QVvisa_backends()) {
+    if (!backend->found(device)) backend->close(device);
   }
   return QVvisa_OpenHelperFindOpenDev(device);
 }
@@ -165,11 +157,11 @@ ViStatus _VI_FUNC QV_viWrite(ViSession vi, ViBuf buf, ViUInt32 cnt, ViPUInt32 re
 ViStatus _VI_FUNC QV_viReadSTB(ViSession vi, ViPUInt16 status) {
   if (!QVvisa_isUp()) return VI_ERROR_SYSTEM_ERROR;
   if (!status) return VI_ERROR_INV_OBJECT;
-  return onUsbtmcDevice(vi, [&](QVvisa_usb_device_t* device) { return QVvisa_UsbReadSTB(device, status); });
+  return onBus<&QVvisa_backend_t::readStatusByte>(vi, status);
 }
 
 ViStatus _VI_FUNC QV_viClear(ViSession vi) {
-  return onUsbtmcDevice(vi, QVvisa_UsbClear);
+  return onBus<&QVvisa_backend_t::clear>(vi);
 }
 
 ViStatus _VI_FUNC QV_viFlush(ViSession, ViUInt16) {
@@ -177,22 +169,16 @@ ViStatus _VI_FUNC QV_viFlush(ViSession, ViUInt16) {
 }
 
 ViStatus _VI_FUNC QV_viGpibControlREN(ViSession vi, ViUInt16 mode) {
-  return onUsbDevice(vi, [&](QVvisa_usb_device_t* device) { return QVvisa_UsbGpibControlREN(device, mode); });
+  return onBus<&QVvisa_backend_t::remoteEnable>(vi, mode);
 }
 
 ViStatus _VI_FUNC QV_viUsbControlOut(ViSession vi, ViInt16 bmRequestType, ViInt16 bRequest, ViUInt16 wValue,
                                      ViUInt16 wIndex, ViUInt16 wLength, ViBuf buf) {
-  return onUsbDevice(vi, [&](QVvisa_usb_device_t* device) {
-    if (readsFromDevice(bmRequestType)) return VI_ERROR_INV_PARAMETER;
-    return QVvisa_UsbControlOut(device, bmRequestType, bRequest, wValue, wIndex, wLength, buf);
-  });
+  return onBus<&QVvisa_backend_t::controlOut>(vi, bmRequestType, bRequest, wValue, wIndex, wLength, buf);
 }
 
 ViStatus _VI_FUNC QV_viUsbControlIn(ViSession vi, ViInt16 bmRequestType, ViInt16 bRequest, ViUInt16 wValue,
                                     ViUInt16 wIndex, ViUInt16 wLength, ViPBuf buf, ViPUInt16 retCnt) {
   if (retCnt) *retCnt = 0;
-  return onUsbDevice(vi, [&](QVvisa_usb_device_t* device) {
-    if (!readsFromDevice(bmRequestType)) return VI_ERROR_INV_PARAMETER;
-    return QVvisa_UsbControlIn(device, bmRequestType, bRequest, wValue, wIndex, wLength, buf, retCnt);
-  });
+  return onBus<&QVvisa_backend_t::controlIn>(vi, bmRequestType, bRequest, wValue, wIndex, wLength, buf, retCnt);
 }
