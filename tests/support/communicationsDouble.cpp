@@ -117,12 +117,12 @@ BOOL ReadFile(HANDLE handle, void* buffer, DWORD size, DWORD* received, OVERLAPP
   });
 }
 
-// A failing write has taken its bytes all the same, as when a line breaks on its way.
 // Its reads bring in no more than they are asked for.
 DWORD TakeReceived(HANDLE, void*, DWORD, const bool (&)[256]) {
   return 0;
 }
 
+// A failing write has taken its bytes all the same, as when a line breaks on its way.
 BOOL WriteFile(HANDLE handle, const void* buffer, DWORD size, DWORD* sent, OVERLAPPED*) {
   PortDouble* const port = openPort(handle);
   if (!port) return FALSE;
