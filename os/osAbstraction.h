@@ -2,11 +2,12 @@
 /// queries. One set of units per platform implements it. Every operation may be called from any thread. Times are in
 /// milliseconds on a clock that nobody sets. An operation that fails leaves the reason in OS_getLastError.
 ///
-/// Named objects are common to all processes of one user and to no other user. An object lives while a handle of it is
-/// open anywhere; mutexes, events and semaphores share one set of names. A name has at most 255 bytes, in which '/',
-/// '%' and a leading '.' count three on POSIX. Objects without a name (null or empty) are private to the process. A
-/// handle must not be closed while another thread waits on it, and it doesn't follow into a forked child, which makes
-/// its own.
+/// Named objects are common to all processes of one user and to no other user; on POSIX only as far as these see each
+/// other's process numbers, so that each container has its own. An object lives while a handle of it is open anywhere,
+/// though the name of a mutex remains one; mutexes, events and semaphores share one set of names. A name has at most
+/// 255 bytes, in which '/', '%' and a leading '.' count three on POSIX. Objects without a name (null or empty) are
+/// private to the process. A handle must not be closed while another thread waits on it, and it doesn't follow into a
+/// forked child, which makes its own.
 #pragma once
 
 #include "export.h"
@@ -68,12 +69,12 @@ constexpr uint32_t OS_timeoutNone = 0;
 using MutexHandle = HANDLE;
 enum MutexResult { MUTEX_TOOK = 0, MUTEX_TIMEOUT = 1, MUTEX_ERROR = 2 };
 
-/// Creates a mutex, or opens the one of that name. The caller doesn't own it yet.
+/// Creates a mutex, or opens the one of that name. The caller doesn't own it yet. Waits for nobody. Where the system
+/// has no place for it that is safe from other users, or no room, it keeps the threads of this process apart and no
+/// others.
 /// @param data not read
 /// @param handle receives the handle, null on failure; to be given back with OS_destructMutex
-/// @return false if the name is too long or belongs to an object of another kind, or if the system has no room for it
-/// or
-///         no place that is safe from other users
+/// @return false if the name is too long or belongs to an object of another kind, or if memory is out
 QVVISA_API bool OS_constructMutex(MutexData* data, MutexHandle* handle, const char* name);
 /// Closes this handle; the mutex lives on while another handle is open. Ownership isn't given up by it.
 QVVISA_API void OS_destructMutex(MutexHandle handle);
@@ -94,7 +95,7 @@ enum EventResult { EVENT_SIGNALED = 0, EVENT_TIMEOUT = 1, EVENT_ERROR = 2 };
 
 /// Creates an event, not signalled, or opens the one of that name as it is. A wait that it ends clears it.
 /// @param handle receives the handle, null on failure; to be given back with OS_destructEvent
-/// @return false as OS_constructMutex
+/// @return false as OS_constructMutex, or if there is no place for the name that is safe from other users, or no room
 QVVISA_API bool OS_constructEvent(EventData* data, EventHandle* handle, const char* name);
 /// Closes this handle; the event lives on while another handle is open.
 QVVISA_API void OS_destructEvent(EventHandle handle);
@@ -122,7 +123,7 @@ enum SemaphoreResult { SEMAPHORE_SIGNALED = 0, SEMAPHORE_TIMEOUT = 1, SEMAPHORE_
 /// @param handle receives the handle, null on failure; to be given back with OS_destructSemaphore
 /// @param initCnt tokens at the start, at most semCnt
 /// @param semCnt most tokens it can hold, 1 to 0x7FFFFFFF
-/// @return false for counts outside these limits, and as OS_constructMutex
+/// @return false for counts outside these limits, and as OS_constructEvent
 QVVISA_API bool OS_constructSemaphore(SemaphoreData* data, SemaphoreHandle* handle, const char* name, uint32_t initCnt,
                                       uint32_t semCnt);
 /// Closes this handle; the semaphore lives on while another handle is open.

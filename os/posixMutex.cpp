@@ -21,6 +21,25 @@ void noteOwner(MutexState& mutex) {
   if (mutex.depth++ == 0) mutex.owner.store(gettid(), std::memory_order_relaxed);
 }
 
+/// The owner's thread has ended.
+bool ownerIsGone(const Object& object) {
+  const pid_t owner = object.state->mutex.owner.load(std::memory_order_relaxed);
+  return owner != 0 && syscall(SYS_tkill, owner, 0) != 0 && errno == ESRCH;
+}
+
+/// Takes the mutex: 0, ETIMEDOUT, EOWNERDEAD or another error number.
+int take(Object& object, const posix::TimeLimit& limit) {
+  pthread_mutex_t& lock = object.state->mutex.lock;
+  int error = posix::lockUntil(lock, limit);
+  if (error != ETIMEDOUT || !ownerIsGone(object)) return error;
+  // The system has told by now that an owner ended, unless the power failed or it ran out of memory. Nobody can free
+  // such a mutex any more: who opens it next makes a new one.
+  error = posix::lockUntil(lock, posix::TimeLimit(OS_timeoutNone));
+  if (error != ETIMEDOUT || !ownerIsGone(object)) return error;
+  object.state->complete.store(0, std::memory_order_relaxed);
+  return ESRCH;
+}
+
 /// Frees a mutex that the calling thread took over from an owner that had ended.
 void recover(MutexState& mutex) {
   mutex.depth = 0;
@@ -30,6 +49,20 @@ void recover(MutexState& mutex) {
 }
 
 }  // namespace
+
+int posix::lockMutex(Object& object, const TimeLimit& limit) {
+  const int error = take(object, limit);
+  if (error == 0) noteOwner(object.state->mutex);
+  if (error == EOWNERDEAD) recover(object.state->mutex);
+  return error;
+}
+
+int posix::unlockMutex(Object& object) {
+  MutexState& mutex = object.state->mutex;
+  if (mutex.owner.load(std::memory_order_relaxed) != gettid()) return EPERM;
+  if (--mutex.depth == 0) mutex.owner.store(0, std::memory_order_relaxed);
+  return pthread_mutex_unlock(&mutex.lock);
+}
 
 bool OS_constructMutex(MutexData*, MutexHandle* handle, const char* name) {
   return posix::openObject(ObjectKind::mutex, handle, name, {});
@@ -43,13 +76,9 @@ void OS_destructMutex(MutexHandle handle) {
 MutexResult OS_lockMutex(MutexHandle handle, uint32_t waitMillis) {
   Object* object = posix::objectOf(handle, ObjectKind::mutex);
   if (!object) return MUTEX_ERROR;
-  const int error = posix::lockUntil(object->state->mutex.lock, posix::TimeLimit(waitMillis));
-  if (error == 0) {
-    noteOwner(object->state->mutex);
-    return MUTEX_TOOK;
-  }
+  const int error = posix::lockMutex(*object, posix::TimeLimit(waitMillis));
+  if (error == 0) return MUTEX_TOOK;
   if (error == ETIMEDOUT) return MUTEX_TIMEOUT;
-  if (error == EOWNERDEAD) recover(object->state->mutex);
   OS_setLastError(error);
   return MUTEX_ERROR;
 }
@@ -57,11 +86,7 @@ MutexResult OS_lockMutex(MutexHandle handle, uint32_t waitMillis) {
 bool OS_unlockMutex(MutexHandle handle) {
   Object* object = posix::objectOf(handle, ObjectKind::mutex);
   if (!object) return false;
-  MutexState& mutex = object->state->mutex;
-  if (mutex.owner.load(std::memory_order_relaxed) != gettid()) {
-    OS_setLastError(EPERM);
-    return false;
-  }
-  if (--mutex.depth == 0) mutex.owner.store(0, std::memory_order_relaxed);
-  return pthread_mutex_unlock(&mutex.lock) == 0;
+  const int error = posix::unlockMutex(*object);
+  if (error != 0) OS_setLastError(error);
+  return error == 0;
 }

@@ -1,10 +1,10 @@
 /// Mutexes, events and semaphores on POSIX: what a handle points to, and how the processes of one user share an object.
 ///
-/// A named object is a file of its own in a directory that only the user can enter, in memory where the system has that
-/// to offer and in /tmp where it doesn't. Each process maps it once and keeps a shared file lock on it, which the
-/// system drops with the process; so an exclusive lock is to be had only when nobody uses the object. Who closes the
-/// last handle removes the file. A file that nobody uses was left by processes that died; an event or semaphore starts
-/// anew then, whereas a mutex goes on: it knows how its owner ended.
+/// A named object is a file of its own in a directory that only the user can enter, and each process maps it once. A
+/// file gets its name when it is complete. A mutex can be opened, and closed, without a wait: its file stays for good,
+/// free or as its owner's end left it. An event or semaphore starts anew when nobody has it open: each process keeps a
+/// shared file lock on it, which the system drops with the process, so an exclusive lock is to be had only when nobody
+/// uses it. Who closes the last handle removes the file. These come and go one at a time, under a mutex.
 #pragma once
 
 #include "posixWait.h"
@@ -23,7 +23,7 @@ struct MutexState {
 };
 
 struct ObjectState {
-  std::atomic<uint32_t> layout;  ///< stored last: the state is complete
+  std::atomic<uint32_t> complete;  ///< stored last
   ObjectKind kind;
   MutexState mutex;
   Word tokens;    ///< of a semaphore; an event has room for one
@@ -33,15 +33,17 @@ struct ObjectState {
 /// What a handle points to; all handles of a named object in a process point to the same.
 struct Object {
   ObjectState* state;  ///< in the file, or `own`
-  int file;            ///< -1 without a name
+  const char* place;   ///< of the file
   uint64_t id;         ///< of the file: the same in all processes
+  int file;            ///< of a named event or semaphore, else -1
+  uid_t user;          ///< that opened it
   pid_t process;       ///< that opened it; a forked child has a copy
   uint32_t handles;
   Object* next;
-  char fileName[NAME_MAX + 1];
+  char fileName[NAME_MAX + 1];  ///< empty without a name
   ObjectState own;
 
-  bool shared() const { return file >= 0; }
+  bool shared() const { return state != &own; }
   WatchedWord tokens() { return {&state->tokens, shared()}; }
 };
 
@@ -61,5 +63,10 @@ bool openObject(ObjectKind kind, void** handle, const char* name, TokenCount cou
 void closeObject(Object* object, bool keepState);
 /// The object of a handle; null, and the last error set, for a null handle and for another kind.
 Object* objectOf(void* handle, ObjectKind kind);
+
+/// Takes a mutex: 0, ETIMEDOUT, EOWNERDEAD when its owner had ended and it is free now, or another error number.
+int lockMutex(Object& object, const TimeLimit& limit);
+/// 0, or EPERM if the calling thread isn't the owner.
+int unlockMutex(Object& object);
 
 }  // namespace posix

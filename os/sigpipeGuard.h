@@ -1,32 +1,39 @@
-/// Keeps SIGPIPE from the application while the library writes to a descriptor that may be a pipe.
+/// Keeps the signals of a failing write from the application.
 #pragma once
 
 #if defined(_WIN32)
 
 class SigpipeGuard {
 public:
-  SigpipeGuard() {}  // Windows has no such signal
+  SigpipeGuard() {}  // Windows has no such signals
 };
 
 #else
 
 #include <csignal>
+#include <initializer_list>
 
-/// While it lives, a write of this thread to a pipe without a reader fails with EPIPE and nothing else.
+/// While it lives, a write of this thread to a pipe without a reader, or beyond the file size limit, fails with EPIPE
+/// or EFBIG and nothing else.
 class SigpipeGuard {
 public:
   SigpipeGuard() {
     sigset_t pending;
+    sigset_t guarded;
     sigpending(&pending);
-    wasPending_ = sigismember(&pending, SIGPIPE) == 1;
-    sigemptyset(&sigpipe_);
-    sigaddset(&sigpipe_, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &sigpipe_, &before_);
+    sigemptyset(&guarded);
+    sigemptyset(&fresh_);
+    for (const int signal : {SIGPIPE, SIGXFSZ}) {
+      sigaddset(&guarded, signal);
+      if (sigismember(&pending, signal) == 0) sigaddset(&fresh_, signal);
+    }
+    pthread_sigmask(SIG_BLOCK, &guarded, &before_);
   }
 
   ~SigpipeGuard() {
     const timespec atOnce = {};
-    if (!wasPending_) sigtimedwait(&sigpipe_, nullptr, &atOnce);
+    while (sigtimedwait(&fresh_, nullptr, &atOnce) > 0) {
+    }
     pthread_sigmask(SIG_SETMASK, &before_, nullptr);
   }
 
@@ -34,9 +41,8 @@ public:
   SigpipeGuard& operator=(const SigpipeGuard&) = delete;
 
 private:
-  sigset_t sigpipe_;
+  sigset_t fresh_;  ///< those that weren't pending before
   sigset_t before_;
-  bool wasPending_;
 };
 
 #endif

@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <iterator>
+#include <sys/resource.h>
 
 namespace {
 
@@ -40,7 +41,7 @@ public:
   OwnUser() { become(3'000'000'000U + static_cast<uid_t>(getpid())); }
   ~OwnUser() {
     const std::string directory = "/dev/shm/qvvisa-" + std::to_string(geteuid());
-    if (become(0)) std::filesystem::remove(directory);
+    if (become(0)) std::filesystem::remove_all(directory);
   }
 
 private:
@@ -157,6 +158,19 @@ TEST_F(Lifecycle, AStartInAnotherProcessHoldsThisOneUpAndItsDeathIsNotFinal) {
   EXPECT_EQ(holder.signal(), SIGKILL);
   expectStart(VI_ERROR_SYSTEM_ERROR);  // the first taker learns of the holder's death
   expectStart(VI_SUCCESS);
+}
+
+TEST_F(Lifecycle, AProcessThatMayWriteNoFileStartsWithoutASignal) {
+  const std::string path = testing::TempDir() + freshName("log");
+  ChildProcess child([&] {
+    const rlimit none = {};
+    setenv("QVVISA_LOGFILE", path.c_str(), 1);
+    ViSession vi = 0;
+    _exit(setrlimit(RLIMIT_FSIZE, &none) == 0 && QV_viOpenDefaultRM(&vi) == VI_SUCCESS ? 0 : 1);
+  });
+  EXPECT_EQ(child.exitCode(), 0);
+  EXPECT_EQ(std::filesystem::file_size(path), 0U) << "it got as far as the log";
+  unlink(path.c_str());
 }
 
 TEST_F(Lifecycle, ManyThreadsStartOneLibrary) {

@@ -8,13 +8,39 @@
 #include <memory>
 #include <sys/mman.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path userDirectory = "/dev/shm/qvvisa-" + std::to_string(geteuid());
+/// What the user's named objects have left in their places.
+std::vector<fs::path> userFiles() {
+  std::vector<fs::path> files;
+  for (const char* parent : {"/dev/shm/qvvisa-", "/tmp/qvvisa-"}) {
+    std::error_code none;
+    for (const auto& entry : fs::recursive_directory_iterator(parent + std::to_string(geteuid()), none))
+      files.push_back(entry.path());
+  }
+  return files;
+}
+
+fs::path fileOf(const std::string& name) {
+  const auto files = userFiles();
+  const auto file = std::ranges::find_if(files, [&](const fs::path& path) { return path.filename() == name; });
+  return file == files.end() ? fs::path() : *file;
+}
+
+/// A mutex leaves its file behind.
+class RemovesFiles : public testing::Environment {
+  void TearDown() override {
+    for (const fs::path& file : userFiles()) {
+      if (file.filename().string().find(' ' + std::to_string(getpid()) + '.') != std::string::npos) fs::remove(file);
+    }
+  }
+};
+[[maybe_unused]] const auto* const removesFiles = testing::AddGlobalTestEnvironment(new RemovesFiles);
 
 /// A handle of its own on a mutex.
 class Mutex : NonCopyable {
@@ -67,7 +93,6 @@ TEST(NamedMutex, OddNamesWorkAndImpossibleOnesAreRefused) {
     EXPECT_EQ(onOtherThread([&] { return Mutex(name).lock(); }), MUTEX_TIMEOUT) << name;
   }
   for (const auto& mutex : held) EXPECT_TRUE(mutex->unlock() && !mutex->unlock()) << "each name is a mutex of its own";
-  EXPECT_TRUE(Mutex(".."));
   for (const std::string& name : {std::string(256, 'n'), std::string(86, '/')}) {
     MutexHandle handle = &handle;
     EXPECT_FALSE(OS_constructMutex(nullptr, &handle, name.c_str()));
@@ -124,9 +149,8 @@ TEST(NamedMutex, WaiterIsWokenByItsOwnersDeath) {
   child.kill();
 }
 
-TEST(NamedMutex, LastHandleLeavesNothingAndForkedCopiesTakeNothingAway) {
-  const std::string name = freshName("last");
-  const fs::path file = userDirectory / name;
+TEST(NamedMutex, ForkedCopiesOfHandlesTakeNothingAway) {
+  const std::string name = freshName("copies");
   for (const bool opensBeforeClosingCopies : {true, false}) {
     auto first = std::make_unique<Mutex>(name);
     auto second = std::make_unique<Mutex>(name);
@@ -142,14 +166,11 @@ TEST(NamedMutex, LastHandleLeavesNothingAndForkedCopiesTakeNothingAway) {
       excluded = excluded && own->lock() == MUTEX_TIMEOUT;
       opened.send();
       closed.receive();
-      excluded = excluded && fs::exists(file) && own->isFree();
-      own.reset();
-      _exit(excluded && !fs::exists(file) ? 0 : 1);
+      _exit(excluded && own->isFree() ? 0 : 1);
     });
     opened.receive();
     EXPECT_TRUE(second->unlock());
     first.reset();
-    EXPECT_TRUE(fs::exists(file)) << "another handle is open";
     second.reset();
     closed.send();
     EXPECT_EQ(child.exitCode(), 0);
@@ -171,83 +192,138 @@ TEST(NamedMutex, HandlesClosedWhileOwnedLeaveTheThreadAndTheMutexUsable) {
   EXPECT_TRUE(kept.isFree());
 }
 
-TEST(NamedMutex, WhatLiesInItsPlaceIsReplacedOrRefused) {
+TEST(NamedMutex, WhatLiesInItsPlaceIsReplacedAndNothingElseTouched) {
   const std::string name = freshName("place");
-  const fs::path file = userDirectory / name;
-  const fs::path bystander = fs::temp_directory_path() / name;
-  Mutex makesTheDirectory(name + "x");
+  Mutex(name).lock();
+  const fs::path file = fileOf(name);
+  const fs::path bystander = file.string() + " bystander";
+  const auto size = fs::file_size(file);
   const auto write = [](const fs::path& path, mode_t mode, const std::string& text) {
     std::ofstream(path) << text;
     EXPECT_EQ(chmod(path.c_str(), mode), 0);
   };
-  for (const size_t size : {size_t{0}, size_t{1}, size_t{5000}}) {
-    write(file, 0600, std::string(size, '\xFF'));
-    EXPECT_TRUE(Mutex(name).isFree()) << "a file of " << size << " bytes that nobody uses";
-  }
-  write(bystander, 0600, "precious");
-  const std::function<void()> refused[] = {
-      [&] { write(file, 0602, "open to others"); }, [&] { fs::create_symlink(bystander, file); },
-      [&] { fs::create_directory(file); }, [&] { EXPECT_EQ(mkfifo(file.c_str(), 0600), 0); },
+  write(bystander, 0600, std::string(size, 'p'));
+  const std::function<void()> puts[] = {
+      [&] { write(file, 0600, ""); },
+      [&] { write(file, 0600, std::string(5000, '\xFF')); },
+      [&] { write(file, 0600, std::string(size, '\xFF')); },
+      [&] { write(file, 0602, "open to others"); },
+      [&] { fs::create_symlink(bystander, file); },
+      [&] { fs::create_hard_link(bystander, file); },
+      [&] { EXPECT_EQ(mkfifo(file.c_str(), 0600), 0); },
       [&] {
-        write(file, geteuid() == 0 ? 0600 : 0602, "another user's, if possible");
+        write(file, 0600, "another user's, if possible");
         EXPECT_EQ(chown(file.c_str(), geteuid() == 0 ? 1 : geteuid(), getegid()), 0);
-      }};
-  for (const auto& put : refused) {
-    put();
-    EXPECT_FALSE(Mutex(name)) << &put - refused;
+      },
+      [&] { fs::create_directory(file); },
+  };
+  for (const auto& put : puts) {
     fs::remove(file);
+    put();
+    Mutex mutex(name);
+    EXPECT_EQ(mutex.lock(), MUTEX_TOOK) << &put - puts;
+    EXPECT_EQ(ChildProcess([&] { _exit(Mutex(name).lock()); }).exitCode(), MUTEX_TIMEOUT) << &put - puts;
+    EXPECT_TRUE(mutex.unlock());
   }
-  EXPECT_EQ(fs::file_size(bystander), 8U);
+  EXPECT_EQ(contentsOf(bystander), std::string(size, 'p'));
   fs::remove(bystander);
+}
+
+TEST(NamedMutex, OneWhoseOwnerTheSystemForgotIsMadeAnew) {
+  const std::string name = freshName("forgotten");
+  EXPECT_EQ(ChildProcess([&] { _exit(Mutex(name).lock()); }).exitCode(), MUTEX_TOOK);
+  Pipe locked;
+  ChildProcess owner([&] {
+    Mutex own(name + "x");
+    own.lock();
+    locked.send();
+    pause();
+  });
+  locked.receive();
+  // What a loss of power leaves on a disk: held, by a thread that isn't there.
+  const std::string held = contentsOf(fileOf(name + "x"));
+  owner.kill();
+  EXPECT_EQ(owner.signal(), SIGKILL);
+  std::ofstream(fileOf(name)) << held;
+  EXPECT_EQ(Mutex(name).lock(), MUTEX_ERROR);
+  EXPECT_TRUE(Mutex(name).isFree());
+}
+
+/// Whether a mutex can be had, and its children's processes be kept out.
+bool isShared(const std::string& name) {
+  Mutex mutex(name);
+  if (mutex.lock() != MUTEX_TOOK) return false;
+  const bool keptOut = ChildProcess([&] { _exit(Mutex(name).lock()); }).exitCode() == MUTEX_TIMEOUT;
+  return mutex.unlock() && keptOut;
 }
 
 TEST(NamedMutex, UsersHaveTheirOwnAndTrustNoPlaceThatOthersMade) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
   const uid_t user = 3'000'000'000U + static_cast<uid_t>(getpid());
   const std::string directory = "/dev/shm/qvvisa-" + std::to_string(user);
+  const std::string next = "/tmp/qvvisa-" + std::to_string(user);
   const std::string name = freshName("user");
   const auto outcome = [&] {
     ChildProcess child([&] {
       const bool isUser = setgid(user) == 0 && setuid(user) == 0;
-      const bool free = Mutex(name).isFree();
-      _exit(isUser ? !free : 2);
+      umask(0777);
+      _exit(!isUser ? 3 : isShared(name) ? 0 : Mutex(name).isFree() ? 1 : 2);
     });
     return child.exitCode();
+  };
+  const auto isPrivate = [&](const std::string& path) {
+    struct stat status = {};
+    return lstat(path.c_str(), &status) == 0 && status.st_uid == user && (status.st_mode & 07777) == 0700;
   };
   Mutex mine(name);
   ASSERT_EQ(mine.lock(), MUTEX_TOOK);
   EXPECT_EQ(outcome(), 0) << "another user's mutex is another mutex";
-  struct stat status = {};
-  ASSERT_EQ(stat(directory.c_str(), &status), 0);
-  EXPECT_EQ(status.st_uid, user);
-  EXPECT_EQ(status.st_mode & 07777U, 0700U);
-  EXPECT_TRUE(chmod(directory.c_str(), 0702) == 0 && outcome() == 1) << "open to others";
-  EXPECT_TRUE(chmod(directory.c_str(), 0700) == 0 && outcome() == 0);
-  EXPECT_TRUE(chown(directory.c_str(), 0, 0) == 0 && outcome() == 1) << "another user's";
-  EXPECT_TRUE(chown(directory.c_str(), user, user) == 0 && outcome() == 0);
+  EXPECT_TRUE(isPrivate(directory));
+  for (const mode_t mode : {0702U, 0000U}) {
+    EXPECT_TRUE(chmod(directory.c_str(), mode) == 0 && outcome() == 0 && isPrivate(directory)) << mode;
+  }
+  EXPECT_FALSE(fs::exists(next));
+  EXPECT_TRUE(chown(directory.c_str(), 0, 0) == 0 && outcome() == 0 && isPrivate(next)) << "another user's";
+  fs::remove_all(next);
   fs::rename(directory, directory + " moved");
   fs::create_directory_symlink(directory + " moved", directory);
-  EXPECT_EQ(outcome(), 1) << "a link";
-  fs::remove(directory);
-  fs::remove(directory + " moved");
+  EXPECT_TRUE(outcome() == 0 && isPrivate(next)) << "a link";
+  EXPECT_EQ(chown(next.c_str(), 0, 0), 0);
+  EXPECT_EQ(outcome(), 1) << "without a place its threads are kept apart";
+  for (const std::string& path : {directory, directory + " moved", next}) fs::remove_all(path);
 }
 
-TEST(NamedMutex, ASystemWithoutSharedMemoryHasThemToo) {
+/// Runs `work` as a process of its own after `prepare`, which gives false where only root could do it.
+template <typename Prepare, typename Work>
+void expectIn(const char* what, Prepare prepare, Work work) {
+  const int outcome = ChildProcess([&] { _exit(prepare() ? !work() : 2); }).exitCode();
+  if (outcome == 2) GTEST_SKIP() << "only root can have " << what;
+  EXPECT_EQ(outcome, 0) << what;
+}
+
+TEST(NamedMutex, ASystemWithoutRoomForItHasItToo) {
   const std::string name = freshName("elsewhere");
   Mutex mutex(name);
   ASSERT_EQ(mutex.lock(), MUTEX_TOOK);
-  ChildProcess child([&] {
-    const bool isHidden = unshare(CLONE_NEWNS) == 0 &&
-                          mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                          mount("none", "/dev/shm", "tmpfs", MS_RDONLY, nullptr) == 0;
-    if (!isHidden) _exit(2);
-    const bool isFree = Mutex(name).isFree();
-    _exit(isFree ? 0 : 1);
-  });
-  const int outcome = child.exitCode();
-  if (outcome == 2) GTEST_SKIP() << "only root can hide it";
-  EXPECT_EQ(outcome, 0);
-  rmdir(("/tmp/qvvisa-" + std::to_string(geteuid())).c_str());
+  for (const char* const options : {"ro", "size=4k", "nr_inodes=1"}) {
+    expectIn(
+        options,
+        [&] {
+          return unshare(CLONE_NEWNS) == 0 && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                 mount("none", "/tmp", "tmpfs", 0, nullptr) == 0 && mount("none", "/dev/shm", "tmpfs", 0, options) == 0;
+        },
+        [&] {
+          std::ofstream("/dev/shm/full") << std::string(4096, 'f');
+          return isShared(name);
+        });
+  }
+  expectIn(
+      "a limit",
+      [] {
+        const rlimit none = {};
+        return setrlimit(RLIMIT_FSIZE, &none) == 0;
+      },
+      [&] { return Mutex(name + "x").isFree() && Mutex(name).lock() == MUTEX_TIMEOUT; });
 }
 
 /// A handle of its own, the mutex, and the count that it guards, over and over. Two inside at once lose a count.
@@ -285,7 +361,6 @@ TEST(NamedMutex, ManyProcessesAndThreadsConstructAndLockAtOnce) {
   other.join();
   for (auto& child : children) EXPECT_EQ(child->exitCode(), 0);
   EXPECT_EQ(count, (processes + 2) * rounds);
-  EXPECT_FALSE(fs::exists(userDirectory / name));
   munmap(memory, sizeof(int));
 }
 
@@ -306,6 +381,46 @@ TEST(NamedMutex, ProcessesKilledAtAnyMomentBlockNobody) {
     Mutex mutex(name);
     const MutexResult first = mutex.lock();
     EXPECT_TRUE(first == MUTEX_ERROR ? mutex.isFree() : first == MUTEX_TOOK && mutex.unlock());
+  }
+}
+
+TEST(NamedMutex, EqualThreadNumbersInContainersDoNotMeet) {
+  if (ChildProcess([] { _exit(unshare(CLONE_NEWPID) != 0); }).exitCode() != 0)
+    GTEST_SKIP() << "only root can make a container";
+  const std::string name = freshName("container");
+  // The first process in a container has the number 1, here as there.
+  const auto inContainer = [](auto work) {
+    return [work] { _exit(unshare(CLONE_NEWPID) == 0 ? ChildProcess(work).exitCode() : 2); };
+  };
+  Pipe held;
+  Pipe disturbed;
+  ChildProcess owner(inContainer([&] {
+    Mutex mutex(name);
+    const bool took = mutex.lock() == MUTEX_TOOK;
+    held.send();
+    disturbed.receive();
+    _exit(took && mutex.unlock() ? 0 : 1);
+  }));
+  held.receive();
+  ChildProcess other(inContainer([&] {
+    Mutex mutex(name);
+    _exit(mutex.isFree() && !mutex.unlock() ? 0 : 1);
+  }));
+  EXPECT_EQ(other.exitCode(), 0);
+  disturbed.send();
+  EXPECT_EQ(owner.exitCode(), 0);
+}
+
+TEST(NamedMutex, AStoppedProcessHoldsNobodyUpForLong) {
+  const std::string name = freshName("stopped");
+  ChildProcess victim([&] {
+    for (;;) Mutex(name).isFree();
+  });
+  for (unsigned round = 0; round < 200; ++round) {
+    OS_delayMs(round % 3);  // to be stopped anywhere
+    victim.stop();
+    EXPECT_NE(Mutex(name).lock(), MUTEX_ERROR);
+    victim.resume();
   }
 }
 

@@ -211,6 +211,25 @@ TEST(NamedObject, LivesWithItsHandlesAndStartsAnewAfterThem) {
   SemaphoreHandle last = open(1);
   EXPECT_TRUE(holdsOne(last)) << "what a dead process left isn't taken over";
   OS_destructSemaphore(last);
+  const fs::recursive_directory_iterator files("/dev/shm/qvvisa-" + std::to_string(geteuid()));
+  EXPECT_FALSE(std::ranges::any_of(files, [&](const auto& file) { return file.path().filename() == name; }));
+}
+
+TEST(NamedObject, HasNoDescriptorThatIsInheritedOrAStandardStreams) {
+  const auto countOf = [](auto isMeant) {
+    int count = 0;
+    for (int number = 0; number < 256; ++number) count += isMeant(number, fcntl(number, F_GETFD)) ? 1 : 0;
+    return count;
+  };
+  const auto isInherited = [](int, int flags) { return flags >= 0 && (flags & FD_CLOEXEC) == 0; };
+  const auto isStream = [](int number, int flags) { return flags >= 0 && number < 3; };
+  ChildProcess child([&] {
+    for (const int stream : {0, 1, 2}) close(stream);
+    const int before = countOf(isInherited);
+    const Event event(freshName("streams"));
+    _exit(event.handle && countOf(isInherited) == before && countOf(isStream) == 0 ? 0 : 1);
+  });
+  EXPECT_EQ(child.exitCode(), 0);
 }
 
 /// What a thread of these tests shares with them.

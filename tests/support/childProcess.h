@@ -28,6 +28,12 @@ public:
   void kill() {
     if (process_ > 0) ::kill(process_, SIGKILL);
   }
+  /// Stops it where it stands, until resume().
+  void stop() {
+    ::kill(process_, SIGSTOP);
+    EXPECT_EQ(waitpid(process_, &status_, WUNTRACED), process_);
+  }
+  void resume() { ::kill(process_, SIGCONT); }
   /// Waits for the end; -1 if it wasn't by an exit.
   int exitCode() {
     wait();
