@@ -1,5 +1,5 @@
-# What is installed where, in three components: runtime (the library), development (what it takes to build with it) and
-# tools. The installed tree may be moved as a whole.
+# What is installed where, in four components: runtime (the library), standard (the same under the standard's names),
+# development (what it takes to build with them) and tools. The installed tree may be moved as a whole.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -9,9 +9,10 @@ set(generated_dir ${PROJECT_BINARY_DIR}/install)
 set_target_properties(QVvisa_32 PROPERTIES EXPORT_NAME QVvisa)
 install(TARGETS QVvisa_32 EXPORT QVvisa LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS QVvisa_std LIBRARY COMPONENT standard NAMELINK_COMPONENT development)
 install(FILES packaging/60-qvvisa.rules DESTINATION lib/udev/rules.d COMPONENT runtime)
 
-install(FILES src/incl/QVvisa.h src/incl/QVvisa.hpp TYPE INCLUDE COMPONENT development)
+install(FILES src/incl/QVvisa.h src/incl/QVvisa.hpp std/incl/QVvisa_std.h TYPE INCLUDE COMPONENT development)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development USE_SOURCE_PERMISSIONS)
 install(EXPORT QVvisa FILE QVvisaConfig.cmake NAMESPACE QVvisa:: DESTINATION ${cmake_dir} COMPONENT development)
 write_basic_package_version_file(${generated_dir}/QVvisaConfigVersion.cmake COMPATIBILITY SameMajorVersion)

@@ -1,12 +1,13 @@
-# Debian packages of the three components, made by cpack in a build folder whose prefix is /usr; see
+# Debian packages of the four components, made by cpack in a build folder whose prefix is /usr; see
 # packaging/check-packages.sh.
 set(runtime_package libqvvisa-32-${PROJECT_VERSION_MAJOR})
+set(standard_package libqvvisa-std${PROJECT_VERSION_MAJOR})
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_COMPONENTS_ALL runtime development)
+set(CPACK_COMPONENTS_ALL runtime standard development)
 if(TARGET qvvisa)
   list(APPEND CPACK_COMPONENTS_ALL tools)
 endif()
@@ -33,9 +34,23 @@ VISA standard VPP-4.3.
 This package contains the shared library, and the udev rule that gives users
 access to USB instruments.")
 
+set(CPACK_DEBIAN_STANDARD_PACKAGE_NAME ${standard_package})
+set(CPACK_DEBIAN_STANDARD_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_STANDARD_PACKAGE_RECOMMENDS ${runtime_package})
+file(WRITE ${control_dir}/standard/shlibs
+     "libQVvisa_std ${PROJECT_VERSION_MAJOR} ${standard_package} (>= ${PROJECT_VERSION})\n")
+set(CPACK_DEBIAN_STANDARD_PACKAGE_CONTROL_EXTRA ${control_dir}/standard/shlibs ${control_dir}/triggers)
+set(CPACK_COMPONENT_STANDARD_DESCRIPTION "QVvisa talks to measurement instruments over USB (USBTMC, USB488 and raw
+interfaces), serial ports and TCP sockets, with sixteen operations of the
+VISA standard VPP-4.3.
+
+This package contains a shared library with the standard's operations under the
+standard's names, for pyvisa and other programs that are written to them.")
+
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libqvvisa-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${runtime_package} (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+    "${runtime_package} (= ${PROJECT_VERSION}), ${standard_package} (= ${PROJECT_VERSION})")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "QVvisa talks to measurement instruments over USB (USBTMC, USB488 and raw
 interfaces), serial ports and TCP sockets, with sixteen operations of the
 VISA standard VPP-4.3.

@@ -1,0 +1,11 @@
+/// Writing: whole messages, with the end that the session's attributes tell.
+#pragma once
+
+#include "session.h"
+
+namespace qvstd {
+
+/// viWrite, under the session's mutex for writing. @param count receives the bytes sent, also on failure
+ViStatus writeMessage(Instrument& instrument, ViConstBuf buf, ViUInt32 cnt, ViUInt32& count);
+
+}  // namespace qvstd
