@@ -23,6 +23,14 @@ string(REGEX REPLACE "/$" "" to_prefix "${to_prefix}")
 configure_file(cmake/QVvisa.pc.in ${generated_dir}/QVvisa.pc @ONLY)
 install(FILES ${generated_dir}/QVvisa.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
+# Installs a man page of a section-1 command, made of a template.
+function(qvvisa_install_man_page template)
+  get_filename_component(page ${template} NAME_WLE)
+  configure_file(${template} ${generated_dir}/${page} @ONLY)
+  execute_process(COMMAND gzip -9nf ${generated_dir}/${page} COMMAND_ERROR_IS_FATAL ANY)
+  install(FILES ${generated_dir}/${page}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+endfunction()
+
 if(TARGET qvvisa)
   # The tool finds the library beside it, unless the system finds it by itself.
   if(NOT CMAKE_INSTALL_FULL_LIBDIR IN_LIST CMAKE_CXX_IMPLICIT_LINK_DIRECTORIES)
@@ -33,4 +41,5 @@ if(TARGET qvvisa)
 endif()
 if(TARGET qvvisa-sim)
   install(TARGETS qvvisa-sim COMPONENT tools)
+  qvvisa_install_man_page(sim/qvvisa-sim.1.in)
 endif()

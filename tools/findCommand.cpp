@@ -145,4 +145,8 @@ void addFindCommand(CommandLine& line) {
   command->add_flag("-l,--long", arguments->table,
                     "As a table with vendor, product, serial number and class; opens each USB instrument to ask it");
   command->add_flag("--json", arguments->json, "The same as JSON");
+  command->footer("Listed are the USB interfaces of vendor 0x7C5A, and of no other, and the serial ports, but no "
+                  "TCP/IP instruments.\n"
+                  "What isn't listed can be opened by its name.\n\n" +
+                  command->get_footer());
 }

@@ -416,7 +416,7 @@ public:
     error = errorCode(QV_viSetAttribute(handle_, attribute.code, static_cast<ViAttrState>(value)));
   }
 
-  /// Sets how long a read or a write may take.
+  /// Sets how long a read or a write may take. 0 is no limit on TCP/IP and USB, and no waiting on serial ports.
   void setTimeLimit(std::chrono::milliseconds limit) {
     act("setting the time limit of", [&](std::error_code& error) { setTimeLimit(limit, error); });
   }
