@@ -4,6 +4,11 @@
 #include "support/toolProcess.h"
 
 #include <pty.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <fstream>
+#include <iterator>
 
 namespace {
 
@@ -12,8 +17,9 @@ using Words = std::vector<std::string>;
 
 /// Longer than any test may take, so that an answer which is waited for in vain shows.
 const std::string kNoHurry = "--timeout=600000";
-/// What the library prints while it connects.
-const std::string kConnects = "AF_INET (IPv4)\n\tIPv4 address 127.0.0.1\n";
+const std::string kTimeout = "VI_ERROR_TMO (0xBFFF0015): Timeout expired before operation completed.\n";
+/// A piece of an answer that isn't one.
+const std::string kEnd = "instead of a piece: the end of the connection";
 
 ToolProcess tool(Words command, const std::string& input = "", const std::string& script = R"(exec "$@")") {
   command.insert(command.begin(), QVVISA_TOOL);
@@ -24,36 +30,67 @@ void expectContains(const std::string& text, const std::string& part) {
   EXPECT_PRED_FORMAT2(testing::IsSubstring, part, text);
 }
 
+/// How a call of the tool is to end, what it prints, and words of its message; without words it has none.
+struct Outcome {
+  std::string printed;
+  int exitStatus = 0;
+  std::string words = "";
+};
+
+void expectOutcome(ToolProcess& child, const Outcome& expected) {
+  EXPECT_EQ(child.wait(), expected.exitStatus);
+  EXPECT_EQ(child.output(), expected.printed);
+  if (expected.words.empty())
+    EXPECT_EQ(child.error(), "");
+  else
+    expectContains(child.error(), expected.words);
+}
+
 TEST(Tool, TalksAsToldAndPrintsTheAnswerAndNothingElse) {
-  const std::string kEnd = "instead of a piece: the end of the connection";
+  const std::string kCut = "only part of a block came";
   const struct {
     Words command;
     std::string sent;
     Words pieces;
-    std::string printed;
-    std::string complaint = "";
+    Outcome outcome;
     std::string input = "";
   } rows[] = {
-      {{"query", "*IDN?"}, "*IDN?\n", {"KES", "TRIX,", "SIM-1", "\n"}, "KESTRIX,SIM-1\n"},
-      {{"query", "LIST?"}, "LIST?\n", {"several\nlines", " in all\n"}, "several\nlines in all\n"},
-      {{"query", "HEX?"}, "HEX?\n", {"#H1F\n"}, "#H1F\n"},
-      {{"query", R"(A\x00\t\xfF\\)"}, "A\0\t\xFF\\\n"s, {"ok\n"}, "ok\n"},
-      {{"query", "*IDN?", "-T", R"(\r\n)"}, "*IDN?\r\n", {"a\n", "b\r", "\n"}, "a\nb\r\n"},
-      {{"query", "*IDN?", "--termination", ";"}, "*IDN?;", {"no line end;"}, "no line end;\n"},
-      {{"query", "CURV?"}, "CURV?\n", {"#15a\0\n"s, "\nb"}, "#15a\0\n\nb"s},
-      {{"query", "CURV?"}, "CURV?\n", {"#", "15a\0b"s, "\nc\n"}, "#15a\0b\nc"s},
-      {{"query", "CURV?", "-T", "none"}, "CURV?", {"#10"}, "#10"},
-      {{"query", "CURV?"}, "CURV?\n", {"#11\n;5", "\n"}, "#11\n;5\n"},
-      {{"query", "RAW?", "--count", "5"}, "RAW?\n", {"ab\n", "cdefg\n"}, "ab\ncd"},
-      {{"read"}, "", {"no line end", kEnd}, "no line end\n"},
-      {{"read"}, "", {kEnd}, "", "no answer came"},
-      {{"read"}, "", {"#15ab\n", kEnd}, "#15ab\n", "only part of a block came"},
-      {{"read"}, "", {"#9", kEnd}, "#9", "only part of a block came"},
-      {{"read", "--count", "9"}, "", {"abc\n", kEnd}, "abc\n", "4 of 9 bytes came"},
-      {{"write", "VOLT 5"}, "VOLT 5\n", {}, ""},
-      {{"write", "VOLT 5", "--termination", "none"}, "VOLT 5", {}, ""},
-      {{"write", "-"}, "a\\n\0b\n\n"s, {}, "", "", "a\\n\0b\n"s},
-      {{"write", "-", "--termination=none"}, std::string(3'000'000, 'x'), {}, "", "", std::string(3'000'000, 'x')},
+      {{"query", "*IDN?"}, "*IDN?\n", {"KES", "TRIX,", "SIM-1", "\n"}, {"KESTRIX,SIM-1\n"}},
+      {{"query", "LIST?"}, "LIST?\n", {"several\nlines", " in all\n"}, {"several\nlines in all\n"}},
+      {{"query", "HEX?"}, "HEX?\n", {"#H1F\n"}, {"#H1F\n"}},
+      {{"query", R"(A\x00\t\xfF\\)"}, "A\0\t\xFF\\\n"s, {"ok\n"}, {"ok\n"}},
+      {{"query", "*IDN?", "-T", "crlf"}, "*IDN?\r\n", {"a\n", "b\r", "\n"}, {"a\nb\r\n"}},
+      {{"query", "*IDN?", "--termination", ";"}, "*IDN?;", {"no line end;"}, {"no line end;\n"}},
+      {{"query", "CURV?"}, "CURV?\n", {"#15a\0\n"s, "\nb"}, {"#15a\0\n\nb"s}},
+      {{"query", "CURV?"}, "CURV?\n", {"#", "15a\0b"s, "\nc\n"}, {"#15a\0b\nc"s}},
+      {{"query", "CURV?", "-T", "none"}, "CURV?", {"#10"}, {"#10"}},
+      {{"query", "CURV?"}, "CURV?\n", {"#11\n;5", "\n"}, {"#11\n;5\n"}},
+      {{"query", "*IDN?;CURV?"}, "*IDN?;CURV?\n", {"KES,X;#15", "a\n", "\nbc", "\n"}, {"KES,X;#15a\n\nbc"}},
+      {{"query", "CURV?"}, "CURV?\n", {":CURVE #13", "\n\n", "\n", ";:A 1\n"}, {":CURVE #13\n\n\n;:A 1\n"}},
+      {{"query", "ERR?"}, "ERR?\n", {"-113,\"no; \"\";#19\"\n"}, {"-113,\"no; \"\";#19\"\n"}},
+      {
+          {"query", "?"},
+          "?\n",
+          {"slot #15, O'Hara;#12\n"},
+          {"slot #15, O'Hara;#12\n", 4, kCut},
+          "",
+      },
+      {{"query", "RAW?", "--count", "5"}, "RAW?\n", {"ab\n", "cdefg\n"}, {"ab\ncd"}},
+      {{"query", "V?", "-t", "300"}, "V?\n", {"1.2345"}, {"1.2345\n", 4, "6 bytes came, but no end of the answer"}},
+      {{"query", "V?", "-t", "300", "--until-timeout"}, "V?\n", {"1\n", "2"}, {"1\n2\n"}},
+      {{"query", "V?", "-t", "300"}, "V?\n", {"#15ab\n"}, {"#15ab\n", 4, kCut + ", 2 bytes less"}},
+      {{"query", "V?", "-t", "30"}, "V?\n", {}, {"", 1, "no answer came within 30 ms: " + kTimeout}},
+      {{"query", "--hex", "V?"}, "V?\n", {"#12\n", "\xFF\n"}, {"23 31 32 0A FF 0A\n"}},
+      {{"query", "V?", "--verbose"}, "V?\n", {"1\n"}, {"1\n", 0, "IPv4 address 127.0.0.1"}},
+      {{"read"}, "", {"no line end", kEnd}, {"no line end\n"}},
+      {{"read"}, "", {kEnd}, {"", 1, "no answer came before the connection was closed"}},
+      {{"read"}, "", {"#15ab\n", kEnd}, {"#15ab\n", 4, kCut}},
+      {{"read"}, "", {"#9", kEnd}, {"#9", 4, kCut + " before the connection was closed"}},
+      {{"read", "--count", "9"}, "", {"abc\n", kEnd}, {"abc\n", 4, "4 of 9 bytes came before the connection"}},
+      {{"write", "VOLT 5"}, "VOLT 5\n", {}, {""}},
+      {{"write", "VOLT 5", "--termination", "none"}, "VOLT 5", {}, {""}},
+      {{"write", "-"}, "a\\n\0b\n\n"s, {}, {""}, "a\\n\0b\n"s},
+      {{"write", "-", "--termination=none"}, std::string(3'000'000, 'x'), {}, {""}, std::string(3'000'000, 'x')},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.command) + testing::PrintToString(row.pieces));
@@ -65,11 +102,7 @@ TEST(Tool, TalksAsToldAndPrintsTheAnswerAndNothingElse) {
     // A write ends the connection, so that more than was expected shows.
     EXPECT_TRUE(row.sent == peer.receive(row.sent.size() + (row.command[0] == "write" ? 1 : 0)));
     for (const std::string& piece : row.pieces) piece == kEnd ? peer.halfClose() : peer.send(piece);
-    EXPECT_EQ(child.wait(), row.complaint.empty() ? 0 : 1);
-    EXPECT_EQ(child.output(), row.printed);
-    const std::string complaint =
-        "qvvisa: reading from " + peer.resource() + ": " + row.complaint + " before the connection was closed\n";
-    EXPECT_EQ(child.error(), kConnects + (row.complaint.empty() ? "" : complaint));
+    expectOutcome(child, row.outcome);
   }
 }
 
@@ -78,21 +111,32 @@ TEST(Tool, SerialPorts) {
   int line = -1;
   int holder = -1;
   char name[100];
-  ASSERT_EQ(openpty(&line, &holder, name, nullptr, nullptr), 0);
+  termios raw{};
+  cfmakeraw(&raw);
+  ASSERT_EQ(openpty(&line, &holder, name, &raw, nullptr), 0);
   setenv("QVVISA_SERIAL_PORTS", ("7="s + name).c_str(), 1);
   const struct {
     Words arguments;
     std::string sent;
     std::string answer;
-    std::string printed;
+    Outcome outcome;
+    std::string old = "";  ///< on the line before
   } rows[] = {
-      {{}, "?\n", "text\n", "text\n"},
-      {{}, "?\n", "#15a\n\0\nb"s, "#15a\n\0\nb"s},
-      {{"--set", "ASRL_BAUD=9600", "--termination", ";"}, "?;", "a\nb;", "a\nb;\n"},
-      {{"--count", "3"}, "?\n", "a\nb", "a\nb"},
-      {{"--set", "TMO_VALUE=1000", "-T", "none"}, "?", "ended by the time limit\n", "ended by the time limit\n"},
+      {{}, "?\n", "text\n", {"text\n"}},
+      {{}, "?\n", "#15a\n\0\nb\n"s, {"#15a\n\0\nb"s}},
+      {{}, "?\n", "KES,X;#15a\n\0\nb;7\n"s, {"KES,X;#15a\n\0\nb;7\n"s}},
+      {{"--set", "ASRL_BAUD=9600", "--termination", ";"}, "?;", "a\nb;", {"a\nb;\n"}},
+      {{"--count", "3"}, "?\n", "a\nb", {"a\nb"}},
+      {{"--set", "TMO_VALUE=300"},
+       "?\n",
+       "1.2345",
+       {"1.2345\n", 4, "6 bytes came, but no end of the answer within 300 ms"}},
+      {{"--set", "TMO_VALUE=300", "-T", "none", "--until-timeout"}, "?", "all\nof it", {"all\nof it\n"}},
+      {{}, "?\n", "new\n", {"new\n", 0, "dropped 9 bytes that ASRL7::INSTR had sent before\n"}, "old\nolder"},
   };
   for (const auto& row : rows) {
+    SCOPED_TRACE(row.answer);
+    EXPECT_EQ(write(line, row.old.data(), row.old.size()), static_cast<ssize_t>(row.old.size()));
     Words command{"query", "ASRL7::INSTR", "?", kNoHurry};
     command.insert(command.end(), row.arguments.begin(), row.arguments.end());
     ToolProcess child = tool(command);
@@ -100,13 +144,28 @@ TEST(Tool, SerialPorts) {
     for (char& byte : sent) EXPECT_EQ(read(line, &byte, 1), 1);
     EXPECT_EQ(sent, row.sent);
     EXPECT_EQ(write(line, row.answer.data(), row.answer.size()), static_cast<ssize_t>(row.answer.size()));
-    EXPECT_EQ(child.wait(), 0) << child.error();
-    EXPECT_EQ(child.output(), row.printed);
+    expectOutcome(child, row.outcome);
     tcflush(holder, TCIOFLUSH);
   }
   ToolProcess attribute = tool({"attr", "COM7::9600", "ASRL_BAUD", "ASRL_PARITY", "INTF_TYPE"});
-  EXPECT_EQ(attribute.wait(), 0);
-  EXPECT_EQ(attribute.output(), "9600\nVI_ASRL_PAR_NONE\nVI_INTF_ASRL\n");
+  expectOutcome(attribute, {"9600\nVI_ASRL_PAR_NONE\nVI_INTF_ASRL\n"});
+  EXPECT_EQ(write(line, "old\n!", 5), 5);
+  ToolProcess clear = tool({"clear", "ASRL7::INSTR"});
+  expectOutcome(clear, {"", 0, "dropped 5 bytes"});
+  ToolProcess list = tool({"find", "-l", "ASRL7?*"});
+  EXPECT_EQ(list.wait(), 0);
+  expectContains(list.output(), "serial port  "s + name + '\n');
+
+  ASSERT_EQ(flock(holder, LOCK_EX), 0);
+  ToolProcess held = tool({"query", "ASRL7::INSTR", "?"});
+  expectOutcome(held, {"", 1, name + " is in use by toolTest (process "s + std::to_string(getpid()) + ')'});
+  ToolProcess byPath = tool({"query", name, "?"});
+  expectOutcome(byPath, {"", 1, "did you mean ASRL7::INSTR?"});
+  ASSERT_EQ(fchmod(holder, 0), 0);
+  // Root may use any port, but for its capabilities.
+  const std::string asOneself = geteuid() == 0 ? R"(exec setpriv --bounding-set=-all "$@")" : R"(exec "$@")";
+  ToolProcess forbidden = tool({"query", "ASRL7::INSTR", "?"}, "", asOneself);
+  expectOutcome(forbidden, {"", 1, "no permission for "s + name});
   close(holder);
   close(line);
 }
@@ -115,66 +174,74 @@ TEST(Tool, AnswersOrTellsWhyNot) {
   const TcpPeer peer;
   const TcpPeer refuses(TcpPeer::kDeaf);
   const std::string open = peer.resource();
-  const std::string timeout = "VI_ERROR_TMO (0xBFFF0015): Timeout expired before operation completed.\n";
+  const std::string port = std::to_string(refuses.port());
   const std::string setupdi = "QVVI_SETUPDI_ERR (0xBFFF0204): A setupdi library (Windows) call returned an error.\n";
+  const std::string unknown = ": The status code passed to the operation could not be interpreted.\n";
   const std::string unsupported = "VI_ERROR_NSUP_OPER (0xBFFF0067)";
+  unsetenv("QVVISA_SERIAL_PORTS");
   const struct {
     Words arguments;
-    int exitStatus;
-    std::string text;  ///< all of an answer, part of a complaint
-    std::string printed = "";
+    Outcome outcome;
   } rows[] = {
-      {{"status", "0xbfff0015"}, 0, timeout},
-      {{"status", "-1073807339"}, 0, timeout},
-      {{"status", "3221159957"}, 0, timeout},
-      {{"status", "VI_ERROR_TMO"}, 0, timeout},
-      {{"status", "error_tmo"}, 0, timeout},
-      {{"status", "-1"}, 0, "0xFFFFFFFF: The status code passed to the operation could not be interpreted.\n"},
-      {{"status", "QVVI_SETUPDI_ERR"}, 0, setupdi},
-      {{"status", "0x12345678"}, 0, "0x12345678: The status code passed to the operation could not be interpreted.\n"},
-      {{"attr", open, "VI_ATTR_TMO_VALUE"}, 0, "3000\n"},
-      {{"attr", open, "tmo_value=1234", "TMO_VALUE"}, 0, "1234\n"},
-      {{"attr", open, "0x3FFF001A=0xFFFFFFFF", "1073676314"}, 0, "4294967295\n"},
+      {{"status", "0xbfff0015"}, {kTimeout}},
+      {{"status", "-1073807339"}, {kTimeout}},
+      {{"status", "3221159957"}, {kTimeout}},
+      {{"status", "VI_ERROR_TMO"}, {kTimeout}},
+      {{"status", "error_tmo"}, {kTimeout}},
+      {{"status", "-1"}, {"0xFFFFFFFF" + unknown}},
+      {{"status", "QVVI_SETUPDI_ERR"}, {setupdi}},
+      {{"status", "0x12345678"}, {"0x12345678" + unknown}},
+      {{"attr", open, "VI_ATTR_TMO_VALUE"}, {"3000\n"}},
+      {{"attr", open, "tmo_value=1234", "TMO_VALUE"}, {"1234\n"}},
+      {{"attr", open, "0x3FFF001A=0xFFFFFFFF", "1073676314"}, {"4294967295\n"}},
       {{"attr", open, "INTF_TYPE", "IO_PROT", "TERMCHAR", "TRIG_ID", "SEND_END_EN", "RSRC_CLASS", "RSRC_MANF_ID"},
-       0,
-       "VI_INTF_TCPIP\nVI_PROT_NORMAL\n0x0A\nVI_TRIG_SW\nVI_TRUE\nSOCKET\n0x7C5A\n"},
-      {{"query", refuses.resource(), "*IDN?"},
-       1,
-       kConnects + "connect function failed with error: " + std::to_string(ECONNREFUSED) + "\nqvvisa: opening " +
-           refuses.resource() + ": VI_ERROR_SYSTEM_ERROR (0xBFFF0000): Unknown system error (miscellaneous error).\n"},
-      {{"read", "GPIB0::5::INSTR"}, 1, "opening GPIB0::5::INSTR: VI_ERROR_INV_RSRC_NAME (0xBFFF0012): Invalid"},
-      {{"read", open, "-t", "30"}, 1, "no answer came within 30 ms: VI_ERROR_TMO (0xBFFF0015): Timeout"},
-      {{"stb", open}, 1, unsupported},
-      {{"clear", open}, 1, unsupported},
-      {{"ren", open, "GPIB_REN_ASSERT"}, 1, unsupported},
-      {{"control-in", open, "0xA1", "7", "0", "0", "24"}, 1, unsupported},
-      {{"control-out", open, "0x21", "7", "0", "0", "01 ff"}, 1, unsupported},
-      {{"attr", open, "VI_ATTR_TCPIP_DEVICE_NAME"}, 1, "VI_ERROR_NSUP_ATTR (0xBFFF001D)"},
-      {{"attr", open, "TERMCHAR=13"}, 1, "setting VI_ATTR_TERMCHAR of " + open + ": VI_ERROR_ATTR_READONLY"},
-      {{"attr", open, "VOLTAGE"}, 2, "no attribute is called 'VOLTAGE'"},
-      {{"read", open, "--set", "TMO_VALUE"}, 2, "no value for TMO_VALUE"},
-      {{"read", open, "--set", "TMO_VALUE=4294967296"}, 2, "not a value of TMO_VALUE"},
-      {{"write", open, R"(\q)"}, 2, "not an escape"},
-      {{"write", open, R"(\x1)"}, 2, "not an escape"},
-      {{"write", open, "x", "--termination", R"(\q)"}, 2, "not an escape"},
-      {{"ren", open, "7x"}, 2, "not a mode of remote enable"},
-      {{"control-in", open, "0xA1", "7", "0", "65536", "24"}, 2, "not a number from 0 to 65535"},
-      {{"control-out", open, "0x21", "7", "0", "0", "1"}, 2, "not pairs of hexadecimal digits"},
-      {{"status", "VI_ERROR_NONSENSE"}, 2, "neither a status code nor the name of one"},
-      {{"find", "no such thing"}, 1, "nothing matches 'no such thing': VI_ERROR_RSRC_NFOUND (0xBFFF0011)"},
-      {{"find", "--json", "no such thing"}, 1, "VI_ERROR_RSRC_NFOUND", "[]\n"},
-      {{}, 2, "subcommand"},
-      {{"measure"}, 2, "--help"},
+       {"VI_INTF_TCPIP\nVI_PROT_NORMAL\n0x0A\nVI_TRIG_SW\nVI_TRUE\nSOCKET\n0x7C5A\n"}},
+      {{"clear", open}, {""}},
+      // What can't be opened
+      {{"query", refuses.resource(), "?"}, {"", 1, "connection refused: nothing listens on port " + port}},
+      {{"query", "TCPIP0::127.0.0.9::" + port, "?"}, {"", 1, "write TCPIP0::127.0.0.9::" + port + "::SOCKET"}},
+      {{"query", "TCPIP0::no..host::5025::SOCKET", "?"}, {"", 1, "unknown host 'no..host'"}},
+      {{"read", "GPIB0::5::INSTR"}, {"", 1, "opening GPIB0::5::INSTR: no resource name"}},
+      {{"read", "usb0::0x7C5A::66::A1::instr"}, {"", 1, "did you mean USB0::0x7C5A::66::A1::INSTR?"}},
+      {{"read", "USB::7c5a::0X42::A1"}, {"", 1, "did you mean USB0::0x7C5A::0x42::A1?"}},
+      {{"read", "asrl7"}, {"", 1, "did you mean ASRL7::INSTR?"}},
+      {{"read", "TCPIP0::h::SOCKET"}, {"", 1, "did you mean TCPIP0::h::5025::SOCKET?"}},
+      {{"read", "192.0.2.7:5024"}, {"", 1, "did you mean TCPIP0::192.0.2.7::5024::SOCKET?"}},
+      {{"read", "ASRL98::INSTR"}, {"", 1, "there is no serial port 98"}},
+      {{"read", "USB0::0xFFFF::1::X::INSTR"}, {"", 1, "no USB device with vendor 0xFFFF and product 0x0001"}},
+      // What the session doesn't offer
+      {{"stb", open}, {"", 1, unsupported}},
+      {{"ren", open, "GPIB_REN_ASSERT"}, {"", 1, unsupported}},
+      {{"control-in", open, "0xA1", "7", "0", "0", "24"}, {"", 1, unsupported}},
+      {{"control-out", open, "0x21", "7", "0", "0", "01 ff"}, {"", 1, unsupported}},
+      {{"attr", open, "VI_ATTR_TCPIP_DEVICE_NAME"}, {"", 1, "VI_ERROR_NSUP_ATTR (0xBFFF001D)"}},
+      {{"attr", open, "TERMCHAR=13"}, {"", 1, "setting VI_ATTR_TERMCHAR of " + open + ": VI_ERROR_ATTR_READONLY"}},
+      // What is mistyped, before anything is opened
+      {{"attr", "nowhere", "TMO_VALEU"}, {"", 2, "called 'TMO_VALEU'. Did you mean VI_ATTR_TMO_VALUE?"}},
+      {{"read", "nowhere", "--set", "ASRL_BUAD=1"}, {"", 2, "Did you mean VI_ATTR_ASRL_BAUD?"}},
+      {{"read", "nowhere", "--set", "TMO_VALUE"}, {"", 2, "no value for TMO_VALUE"}},
+      {{"read", "nowhere", "--set", "TMO_VALUE=4294967296"}, {"", 2, "takes a number from 0 to 4294967295"}},
+      {{"read", "nowhere", "--set", "ASRL_DATA_BITS=9"}, {"", 2, "takes a number from 5 to 8"}},
+      {{"read", "nowhere", "--set", "ASRL_PARITY=EVNE"}, {"", 2, "can't be 'EVNE': it takes VI_ASRL_PAR_NONE, "}},
+      {{"read", "nowhere", "--set", "ASRL_PARITY=EVEN"}, {"", 2, "Did you mean VI_ASRL_PAR_EVEN?"}},
+      {{"ren", open, "7x"}, {"", 2, "not a mode of remote enable"}},
+      {{"status", "VI_ERROR_TMA"}, {"", 2, "the name of one: 'VI_ERROR_TMA'. Did you mean VI_ERROR_TMO?"}},
+      {{"qurey", open, "?"}, {"", 2, "no subcommand is called 'qurey'. Did you mean query?"}},
+      {{"read", open, "--timout", "5"}, {"", 2, "no option is called '--timout'. Did you mean --timeout?"}},
+      {{"write", open, R"(\q)"}, {"", 2, "not an escape"}},
+      {{"write", open, R"(\x1)"}, {"", 2, "not an escape"}},
+      {{"write", open, "x", "--termination", R"(\q)"}, {"", 2, "not an escape"}},
+      {{"control-in", open, "0xA1", "7", "0", "65536", "24"}, {"", 2, "not a number from 0 to 65535"}},
+      {{"control-out", open, "0x21", "7", "0", "0", "1"}, {"", 2, "not pairs of hexadecimal digits"}},
+      {{"find", "no such thing"}, {"", 1, "nothing matches 'no such thing': VI_ERROR_RSRC_NFOUND (0xBFFF0011)"}},
+      {{"find", "--json", "no such thing"}, {"[]\n", 1, "VI_ERROR_RSRC_NFOUND"}},
+      {{}, {"", 2, "subcommand"}},
+      {{"measure"}, {"", 2, "--help"}},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.arguments));
     ToolProcess child = tool(row.arguments);
-    EXPECT_EQ(child.wait(), row.exitStatus);
-    EXPECT_EQ(child.output(), row.exitStatus == 0 ? row.text : row.printed);
-    if (row.exitStatus != 0)
-      expectContains(child.error(), row.text);
-    else
-      EXPECT_EQ(child.error(), row.arguments[0] == "attr" ? kConnects : "");
+    expectOutcome(child, row.outcome);
   }
 
   ToolProcess list = tool({"attr", open, "--set", "TMO_VALUE=77"});
@@ -188,6 +255,104 @@ TEST(Tool, AnswersOrTellsWhyNot) {
     expectContains(child.output(), "qvvisa");
     EXPECT_EQ(child.error(), "");
   }
+}
+
+TEST(Tool, JsonWhereverThereIsAnAnswer) {
+  const struct {
+    Words command;
+    std::string answer;
+    std::string json;  ///< without blanks, line ends and the resource name
+    int exitStatus = 0;
+  } rows[] = {
+      {{"query", "?"}, "1.5\r\n", R"("answer":"1.5","bytes":5,"complete":true})"},
+      {{"read"}, "#11\n\n", R"("hex":"2331310A0A","bytes":5,"complete":true})"},
+      {{"read"}, "\xFF\n", R"("hex":"FF0A","bytes":2,"complete":true})"},
+      {{"read", "-t", "100"}, "1.5", R"("answer":"1.5","bytes":3,"complete":false})", 4},
+      {{"attr", "TMO_VALUE", "IO_PROT"},
+       "",
+       R"("attributes":{"VI_ATTR_TMO_VALUE":600000,"VI_ATTR_IO_PROT":"VI_PROT_NORMAL"}})"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.json);
+    TcpPeer peer;
+    Words command = row.command;
+    command.insert(command.begin() + 1, {peer.resource(), kNoHurry, "--json"});
+    ToolProcess child = tool(command);
+    peer.accept();
+    if (row.command[0] == "query") {
+      EXPECT_EQ(peer.receive(2), "?\n");
+    }
+    peer.send(row.answer);
+    EXPECT_EQ(child.wait(), row.exitStatus) << child.error();
+    std::string json = child.output();
+    std::erase_if(json, [](char c) { return c == ' ' || c == '\n'; });
+    EXPECT_EQ(json, R"({"resource":")" + peer.resource() + "\"," + row.json);
+  }
+  ToolProcess status = tool({"--json", "status", "0"});
+  EXPECT_EQ(status.wait(), 0);
+  expectContains(status.output(), R"("name": "VI_SUCCESS")");
+}
+
+TEST(Tool, NoWaitForAHostThatDoesNotAnswer) {
+  // A full backlog swallows what would be the next connection.
+  const TcpPeer full(0);
+  std::vector<int> connections;
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(full.port());
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  for (int i = 0; i < 8; ++i) {
+    connections.push_back(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    connect(connections.back(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  }
+  ToolProcess child = tool({"read", full.resource(), "--connect-timeout", "200"});
+  expectOutcome(child, {"", 1, "no connection to port " + std::to_string(full.port()) + " of 127.0.0.1 within 200 ms"});
+  for (const int connection : connections) close(connection);
+}
+
+TEST(Tool, DropsWhatATcpInstrumentSentBefore) {
+  TcpPeer peer;
+  ToolProcess child = tool({"query", peer.resource(), "?", kNoHurry, "--settle", "1500"});
+  peer.accept();
+  peer.send("old\n");
+  EXPECT_EQ(peer.receive(2), "?\n");
+  peer.send("new\n");
+  expectOutcome(child, {"new\n", 0, "dropped 4 bytes that " + peer.resource()});
+}
+
+TEST(Tool, WritesAFileAndShowsHowFarItIs) {
+  const std::string file = testing::TempDir() + "toolTest." + std::to_string(getpid());
+  std::ofstream(file) << "what was there before";
+  const auto contents = [&file] {
+    std::ifstream stream(file);
+    return std::string(std::istreambuf_iterator<char>(stream), {});
+  };
+  ToolProcess failing = tool({"status", "nonsense", "-o", file});
+  EXPECT_EQ(failing.wait(), 2);
+  EXPECT_EQ(contents(), "what was there before");
+
+  int terminal = -1;
+  int child = -1;
+  char name[100];
+  ASSERT_EQ(openpty(&terminal, &child, name, nullptr, nullptr), 0);
+  TcpPeer peer;
+  ToolProcess reading = tool({"read", peer.resource(), kNoHurry, "-o", file}, "", R"(exec "$@" 2>)"s + name);
+  peer.accept();
+  std::string sent;
+  std::string shown;
+  ASSERT_EQ(fcntl(terminal, F_SETFL, O_NONBLOCK), 0);
+  for (std::array<char, 100> piece{}; shown.find("B/s") == std::string::npos;) {
+    peer.send("x");
+    sent += 'x';
+    if (const ssize_t size = read(terminal, piece.data(), piece.size()); size > 0) shown.append(piece.data(), size);
+  }
+  peer.send("\n");
+  EXPECT_EQ(reading.wait(), 0);
+  EXPECT_EQ(reading.output(), "");
+  EXPECT_EQ(contents(), sent + '\n');
+  close(child);
+  close(terminal);
+  unlink(file.c_str());
 }
 
 TEST(Tool, OutputThatCannotBeWritten) {

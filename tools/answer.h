@@ -6,6 +6,7 @@
 #include <nlohmann/json_fwd.hpp>
 
 #include <string>
+#include <string_view>
 
 struct Answer {
   std::string output;         ///< for standard output, to the byte
@@ -15,3 +16,4 @@ struct Answer {
 
 /// A JSON document as lines of text. A device's strings may be in any encoding: what isn't UTF-8 is replaced.
 std::string textOf(const nlohmann::ordered_json& document);
+bool isUtf8(std::string_view bytes);

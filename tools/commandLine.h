@@ -19,21 +19,21 @@ public:
   using ResourceCommand = std::function<Answer(const std::string& resource)>;
 
   /// @param output  for a subcommand that prints while it runs; the answer of others is printed by the caller
-  explicit CommandLine(const StandardOutput& output);
+  explicit CommandLine(StandardOutput& output);
   CommandLine(const CommandLine&) = delete;
   CommandLine& operator=(const CommandLine&) = delete;
 
   /// Throws CLI::ParseError.
   void parse(int argc, char** argv);
-  /// Runs the subcommand that was chosen. It throws UsageError, Failure or std::exception.
-  Answer run() const { return command_(); }
+  /// Runs the subcommand that was chosen. It throws UsageError, Failure, Interrupted or std::exception.
+  Answer run() const;
   /// Writes the help that was asked for, or what is wrong; the exit status.
   int explain(const CLI::ParseError& error, std::ostream& out, std::ostream& err) const;
 
   /// All options and subcommands, for what is made from their list.
   const CLI::App& app() const { return app_; }
   const Options& options() const { return options_; }
-  const StandardOutput& output() const { return output_; }
+  StandardOutput& output() const { return output_; }
 
   /// Adds a subcommand, to be given its own arguments by the caller.
   CLI::App* add(const char* name, const char* description, Command command);
@@ -42,8 +42,10 @@ public:
 
 private:
   void addOptions();
+  void addFormats();
+  std::string suggestion() const;
 
-  const StandardOutput& output_;
+  StandardOutput& output_;
   CLI::App app_;
   Command command_;
   Options options_;

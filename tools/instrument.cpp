@@ -1,14 +1,21 @@
 #include "instrument.h"
 
+#include "diagnosis.h"
 #include "errors.h"
-#include "text.h"
+#include "watchdog.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
+#include <iostream>
 #include <limits>
+#include <thread>
+#include <utility>
+#include <vector>
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
 /// The largest USBTMC response that the library takes; a device that is asked for less may fail the read.
 constexpr ViUInt32 kUsbtmcReadSize = 3060;
@@ -18,6 +25,16 @@ constexpr ViUInt32 kSerialReadSize = 1;
 constexpr ViUInt32 kOtherReadSize = 65536;
 /// What a TCP/IP session answers for any failed transfer, the time limit included.
 constexpr ViStatus kTcpFailure = -1;
+/// How long the terminator behind a block may take: some instruments send none.
+constexpr ViUInt32 kTerminatorLimit_ms = 300;
+/// How long a line has to be silent to be taken for empty. An answer on its way over TCP shows sooner than one from a
+/// USB serial adapter, which collects bytes for 16 ms.
+constexpr milliseconds kTcpQuiet{20};
+constexpr milliseconds kSerialQuiet{50};
+constexpr milliseconds kQuietAfterClear{200};
+/// How long an instrument may go on sending while its line is emptied.
+constexpr milliseconds kLongestDrop{5000};
+constexpr milliseconds kClearPause{100};
 
 ViBuf bytesOf(std::string& text) {
   return reinterpret_cast<ViBuf>(text.data());
@@ -25,15 +42,23 @@ ViBuf bytesOf(std::string& text) {
 
 }  // namespace
 
-Instrument::Instrument(std::string resource, Options options)
-    : resource_(std::move(resource)), options_(std::move(options)) {
-  check(QV_viOpen(manager_.handle(), resource_.data(), VI_NO_LOCK, 0, &handle_), "opening");
+Instrument::Instrument(std::string resource, const Options& options)
+    : resource_(std::move(resource)), termination_(options.termination), timeout_ms_(options.timeout_ms),
+      settle_ms_(options.settle_ms) {
+  std::vector<Setting> settings;
+  for (const std::string& text : options.settings) settings.push_back(parseSetting(text));
+  const ResourceName name = parseResourceName(resource_);
+  if (name.bus == Bus::Usb) interruption_.emplace();
+  manager_.emplace();
+  open(name, options);
   try {
     check(QV_viGetAttribute(handle_, VI_ATTR_INTF_TYPE, &interface_), "asking for the interface of");
     // A TCP/IP session has no time limit of its own, and a serial one has another than it says, until it is set.
-    check(QV_viSetAttribute(handle_, VI_ATTR_TMO_VALUE, options_.timeout_ms), "setting the time limit of");
-    for (const std::string& setting : options_.settings) set(setting);
-    check(QV_viGetAttribute(handle_, VI_ATTR_TMO_VALUE, &options_.timeout_ms), "asking for the time limit of");
+    limit(timeout_ms_);
+    for (const Setting& setting : settings) set(setting);
+    check(QV_viGetAttribute(handle_, VI_ATTR_TMO_VALUE, &timeout_ms_), "asking for the time limit of");
+    limit_ms_ = timeout_ms_;
+    if (interruption_) interruption_->watch(handle_, timeout_ms_);
   } catch (...) {
     QV_viClose(handle_);
     throw;
@@ -44,12 +69,30 @@ Instrument::~Instrument() {
   QV_viClose(handle_);
 }
 
+void Instrument::open(const ResourceName& name, const Options& options) {
+  isRawUsb_ = name.isRaw;
+  std::optional<Watchdog> watchdog;
+  if (name.bus == Bus::Tcp && options.connectTimeout_ms != 0) {
+    const milliseconds limit(options.connectTimeout_ms);
+    watchdog.emplace(limit, noConnection(resource_, name, limit));
+  }
+  const ViStatus status = QV_viOpen(manager_->handle(), resource_.data(), VI_NO_LOCK, 0, &handle_);
+  if (status != VI_SUCCESS) throw Failure(whyNotOpened(resource_, status));
+}
+
 void Instrument::check(ViStatus status, const std::string& action) const {
+  if (interruption_) interruption_->check();
   ::check(status, action + " " + resource_);
 }
 
-void Instrument::write(std::string message) const {
-  message += options_.termination;
+void Instrument::limit(ViUInt32 limit_ms) {
+  if (limit_ms == limit_ms_) return;
+  check(QV_viSetAttribute(handle_, VI_ATTR_TMO_VALUE, limit_ms), "setting the time limit of");
+  limit_ms_ = limit_ms;
+}
+
+void Instrument::write(std::string message) {
+  message += termination_;
   for (size_t sent = 0; sent < message.size();) {
     const size_t left = std::min<size_t>(message.size() - sent, std::numeric_limits<ViUInt32>::max());
     ViUInt32 count = 0;
@@ -62,9 +105,52 @@ void Instrument::write(std::string message) const {
   }
 }
 
-/// Reads once and appends what came: VI_SUCCESS, with no bytes once the connection is closed, or VI_ERROR_TMO.
-ViStatus Instrument::receive(std::string& bytes, ViUInt32 cnt) const {
-  using Clock = std::chrono::steady_clock;
+Response Instrument::query(const std::string& message, const Reading& reading) {
+  if (interface_ != VI_INTF_USB && settle_ms_ != 0U) {
+    // A line is listened to once. Later in a session only what lies there already can be old.
+    drop(std::exchange(hasListened_, true) ? milliseconds(1) : quietTime());
+  }
+  write(message);
+  return read(reading);
+}
+
+milliseconds Instrument::quietTime() const {
+  if (settle_ms_) return milliseconds(*settle_ms_);
+  if (interface_ != VI_INTF_ASRL) return kTcpQuiet;
+  ViUInt32 baud = 0;
+  if (QV_viGetAttribute(handle_, VI_ATTR_ASRL_BAUD, &baud) != VI_SUCCESS || baud == 0) return kSerialQuiet;
+  // Two characters of ten bits.
+  return std::max(kSerialQuiet, milliseconds(20'000 / baud));
+}
+
+/// Takes what comes until nothing has come for so long.
+void Instrument::drop(milliseconds quiet) {
+  const Clock::time_point end = Clock::now() + kLongestDrop;
+  limit(static_cast<ViUInt32>(quiet.count()));
+  std::string dropped;
+  while (receive(dropped, sizeOfNextRead(0, {})).ended == Ended::AsWanted) {
+    if (Clock::now() > end) throw Failure(resource_ + " doesn't stop sending: nothing could be asked");
+  }
+  limit(timeout_ms_);
+  if (dropped.empty()) return;
+  std::cerr << "qvvisa: dropped " << dropped.size() << (dropped.size() == 1 ? " byte" : " bytes") << " that "
+            << resource_ << " had sent before\n";
+}
+
+void Instrument::clear() {
+  if (interface_ != VI_INTF_USB) return drop(std::max(kQuietAfterClear, quietTime()));
+  const Clock::time_point end = Clock::now() + milliseconds(timeout_ms_);
+  ViStatus status = clearInstrument(handle_);
+  // The device isn't done yet.
+  while (status == QVVI_NEEDS_EQUIVALENT && Clock::now() < end) {
+    std::this_thread::sleep_for(kClearPause);
+    status = clearInstrument(handle_);
+  }
+  check(status, "clearing");
+}
+
+/// Reads once and appends what came.
+Instrument::Part Instrument::receive(std::string& bytes, ViUInt32 cnt) {
   const Clock::time_point start = Clock::now();
   const size_t before = bytes.size();
   ViUInt32 count = 0;
@@ -72,72 +158,107 @@ ViStatus Instrument::receive(std::string& bytes, ViUInt32 cnt) const {
   const ViStatus status = QV_viRead(handle_, bytesOf(bytes) + before, cnt, &count);
   // A raw USB read that runs into its time limit delivers what came until then.
   bytes.resize(before + (status == VI_SUCCESS || status == VI_ERROR_TMO ? count : 0));
+  if (interruption_) interruption_->check();
 
-  const bool limitIsOver =
-      options_.timeout_ms != 0 && Clock::now() - start >= std::chrono::milliseconds(options_.timeout_ms);
-  if (status == VI_ERROR_TMO || (status == kTcpFailure && limitIsOver)) return VI_ERROR_TMO;
-  check(status, "reading from");
-  return VI_SUCCESS;
+  const bool limitIsOver = limit_ms_ != 0 && Clock::now() - start >= milliseconds(limit_ms_);
+  if (status == VI_ERROR_TMO || (status == kTcpFailure && limitIsOver)) return {Ended::ByTimeLimit, VI_ERROR_TMO};
+  if (status != VI_SUCCESS) return {Ended::ByFailure, status};
+  return {bytes.size() > before ? Ended::AsWanted : Ended::ByPeer, status};
 }
 
-ViUInt32 Instrument::sizeOfNextRead(size_t received, std::optional<size_t> byteCount) const {
+ViUInt32 Instrument::sizeOfNextRead(size_t received, const Reading& reading) const {
   if (interface_ == VI_INTF_ASRL) return kSerialReadSize;
-  if (interface_ == VI_INTF_USB) return resource_.ends_with("RAW") ? kOtherReadSize : kUsbtmcReadSize;
-  return static_cast<ViUInt32>(std::min<size_t>(kOtherReadSize, byteCount.value_or(SIZE_MAX) - received));
+  if (interface_ == VI_INTF_USB) return isRawUsb_ ? kOtherReadSize : kUsbtmcReadSize;
+  return static_cast<ViUInt32>(std::min<size_t>(kOtherReadSize, reading.count.value_or(SIZE_MAX) - received));
 }
 
-bool Instrument::isWhole(const std::string& bytes, std::optional<size_t> byteCount) const {
-  return byteCount ? bytes.size() >= *byteCount : isComplete(bytes, options_.termination);
-}
-
-std::string Instrument::flawOf(const std::string& bytes, std::optional<size_t> byteCount, ViStatus last) const {
-  std::string came;
-  if (byteCount) {
-    if (bytes.size() == *byteCount) return {};
-    came = std::to_string(bytes.size()) + " of " + std::to_string(*byteCount) + " bytes came";
-  } else if (bytes.empty()) {
-    came = "no answer came";
-  } else if (isCutBlock(bytes)) {
-    came = "only part of a block came";
-  } else {
-    return {};
-  }
-  if (last == VI_ERROR_TMO)
-    came += " within " + std::to_string(options_.timeout_ms) + " ms: " + describe(last);
-  else if (interface_ == VI_INTF_TCPIP)
-    came += " before the connection was closed";
-  return "reading from " + resource_ + ": " + came;
-}
-
-Response Instrument::read(std::optional<size_t> byteCount) const {
+Response Instrument::read(const Reading& reading) {
   Response response;
-  ViStatus status = VI_SUCCESS;
-  bool more = true;
-  while (more && !isWhole(response.bytes, byteCount)) {
+  ResponseScanner scanner(termination_);
+  Part last{};
+  for (bool more = true; more;) {
     const size_t before = response.bytes.size();
-    status = receive(response.bytes, sizeOfNextRead(before, byteCount));
-    // On USB one read is one message, whole or not.
-    more = response.bytes.size() > before && interface_ != VI_INTF_USB;
+    const bool mayBeAll = isStream(reading) && scanner.atBlockEnd();
+    limit(mayBeAll && (timeout_ms_ == 0 || timeout_ms_ > kTerminatorLimit_ms) ? kTerminatorLimit_ms : timeout_ms_);
+    last = receive(response.bytes, sizeOfNextRead(before, reading));
+    if (mayBeAll && last.ended == Ended::ByTimeLimit) last.ended = Ended::AsWanted;
+    more = last.ended == Ended::AsWanted && response.bytes.size() > before;
+    scanner.feed(std::string_view(response.bytes).substr(before));
+    if (reading.progress) reading.progress(response.bytes.size());
+    more = more && !isWhole(response.bytes, scanner, reading);
   }
-  if (byteCount && response.bytes.size() > *byteCount) response.bytes.resize(*byteCount);
-  response.flaw = flawOf(response.bytes, byteCount, status);
+  limit(timeout_ms_);
+  if (response.bytes.empty() && last.ended == Ended::ByFailure) {
+    throw Failure("reading from " + resource_ + ": " + describe(last.status) + adviceOnRead(resource_, last.status));
+  }
+  if (reading.count && response.bytes.size() > *reading.count) response.bytes.resize(*reading.count);
+  response.presentable = reading.count ? response.bytes : scanner.presentable(response.bytes);
+  response.isBinary = scanner.isBinary();
+  response.flaw = flawOf(response.bytes, scanner, reading, last);
   return response;
 }
 
-std::optional<std::string> Instrument::attribute(const Attribute& attribute) const {
-  alignas(ViUInt32) ViChar value[MAX_BUF_SIZE_ATTR] = "";
-  const ViStatus status = QV_viGetAttribute(handle_, attribute.code, value);
-  if (status == VI_SUCCESS) return formatValue(attribute, value);
-  return std::nullopt;
+/// Whether the bytes alone tell where the response ends.
+bool Instrument::isStream(const Reading& reading) const {
+  return !reading.count && !reading.untilTimeout && interface_ != VI_INTF_USB;
 }
 
-void Instrument::set(std::string_view setting) const {
-  const size_t sign = setting.find('=');
-  const std::string name(setting.substr(0, sign));
-  const Attribute* known = findAttribute(name);
-  if (!known) throw UsageError("no attribute is called '" + name + "'");
-  if (sign == std::string_view::npos) throw UsageError("no value for " + name);
-  const auto value = parseAttributeValue(*known, setting.substr(sign + 1));
-  if (!value) throw UsageError("not a value of " + name + ": '" + std::string(setting.substr(sign + 1)) + "'");
-  check(QV_viSetAttribute(handle_, known->code, *value), "setting " + std::string(known->name) + " of");
+bool Instrument::isWhole(const std::string& bytes, const ResponseScanner& scanner, const Reading& reading) const {
+  if (interface_ == VI_INTF_USB && !isRawUsb_) return true;
+  if (reading.count) return bytes.size() >= *reading.count;
+  if (reading.untilTimeout) return false;
+  // A transfer on a raw interface is a response, unless it ends inside a block.
+  return isStream(reading) ? scanner.ended() : !scanner.inBlock();
+}
+
+/// Why the response isn't whole; empty if it is.
+std::string Instrument::flawOf(const std::string& bytes, const ResponseScanner& scanner, const Reading& reading,
+                               const Part& last) const {
+  const std::string came = std::to_string(bytes.size()) + (bytes.size() == 1 ? " byte" : " bytes");
+  const bool isLate = last.ended == Ended::ByTimeLimit && !reading.untilTimeout;
+  std::string flaw;
+  std::string advice;
+  if (bytes.empty()) {
+    flaw = "no answer came";
+  } else if (reading.count) {
+    if (bytes.size() == *reading.count) return {};
+    flaw = std::to_string(bytes.size()) + " of " + std::to_string(*reading.count) + " bytes came";
+  } else if (scanner.inBlock()) {
+    flaw = "only part of a block came";
+    if (scanner.missing() > 0) flaw += ", " + std::to_string(scanner.missing()) + " bytes less than it announced,";
+  } else if (isLate || last.ended == Ended::ByFailure) {
+    flaw = came + " came, but no end of the answer";
+    advice = "\n  -T sets what ends an answer; --until-timeout lets the time limit end it";
+  } else {
+    return {};
+  }
+  return "reading from " + resource_ + ": " + flaw + howItEnded(last) + (isLate ? advice : "");
+}
+
+std::string Instrument::howItEnded(const Part& last) const {
+  switch (last.ended) {
+  case Ended::ByTimeLimit:
+    return " within " + std::to_string(timeout_ms_) + " ms: " + describe(last.status);
+  case Ended::ByPeer:
+    return interface_ == VI_INTF_TCPIP ? " before the connection was closed" : "";
+  case Ended::ByFailure:
+    return " before " + describe(last.status);
+  case Ended::AsWanted:
+    break;
+  }
+  return {};
+}
+
+ViStatus Instrument::get(const Attribute& attribute, AttributeValue& value) const {
+  return QV_viGetAttribute(handle_, attribute.code, value.bytes);
+}
+
+void Instrument::set(const Setting& setting) const {
+  const std::string name = setting.attribute->name;
+  const ViStatus status = QV_viSetAttribute(handle_, setting.attribute->code, setting.value);
+  if (status == VI_ERROR_NSUP_ATTR_STATE || status == VI_ERROR_NSUP_MODE) {
+    throw Failure("setting " + name + " of " + resource_ + ": " + describe(status) + "\n  it takes " +
+                  valuesOf(*setting.attribute));
+  }
+  check(status, "setting " + name + " of");
 }

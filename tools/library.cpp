@@ -23,13 +23,22 @@ struct FindList {
 
 }  // namespace
 
-std::string describeStatus(ViStatus status) {
+std::string hexOfStatus(ViStatus status) {
   char number[16];
   snprintf(number, sizeof number, "0x%08X", static_cast<unsigned>(status));
-  const char* name = statusName(status);
+  return number;
+}
+
+std::string textOfStatus(ViStatus status) {
   ViChar text[MAX_STATUS_DESCRIPTION] = "";
   QV_viStatusDesc(0, status, text);
-  return (name ? std::string(name) + " (" + number + ")" : std::string(number)) + ": " + text;
+  return text;
+}
+
+std::string describeStatus(ViStatus status) {
+  const char* name = statusName(status);
+  const std::string number = hexOfStatus(status);
+  return (name ? std::string(name) + " (" + number + ")" : number) + ": " + textOfStatus(status);
 }
 
 std::string describe(ViStatus status) {
@@ -39,6 +48,17 @@ std::string describe(ViStatus status) {
 
 void check(ViStatus status, const std::string& action) {
   if (status != VI_SUCCESS) throw Failure(action + ": " + describe(status));
+}
+
+ViStatus clearInstrument(ViSession session) {
+  constexpr ViInt16 kToEndpoint = 0x02;
+  constexpr ViInt16 kClearFeature = 1;
+  constexpr ViUInt16 kEndpointHalt = 0;
+  ViUInt16 bulkOut = 0;
+  ViStatus status = QV_viClear(session);
+  if (status == VI_SUCCESS) status = QV_viGetAttribute(session, VI_ATTR_USB_BULK_OUT_PIPE, &bulkOut);
+  if (status != VI_SUCCESS) return status;
+  return QV_viUsbControlOut(session, kToEndpoint, kClearFeature, kEndpointHalt, bulkOut, 0, VI_NULL);
 }
 
 ResourceManager::ResourceManager() {

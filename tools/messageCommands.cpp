@@ -1,17 +1,20 @@
 /// query, write and read.
 #include "commandLine.h"
 #include "instrument.h"
+#include "progress.h"
+
+#include <nlohmann/json.hpp>
 
 #include <iostream>
 #include <iterator>
 #include <memory>
-#include <optional>
+#include <utility>
 
 namespace {
 
 struct Arguments {
   std::string text;
-  std::optional<size_t> count;
+  Reading reading;
 };
 
 /// The program message: an argument with escapes, or standard input as it is.
@@ -22,24 +25,56 @@ std::string messageOf(const std::string& text) {
   return input;
 }
 
-Answer answerOf(Response response, const Arguments& arguments, const Options& options) {
-  Answer answer{std::move(response.bytes), std::move(response.flaw)};
-  if (!answer.flaw.empty()) answer.status = kFailed;
-  if (!arguments.count && !answer.output.empty()) {
-    answer.output = presentable(std::move(answer.output), options.termination);
+std::string jsonOf(const std::string& resource, const Response& response, const std::string& termination) {
+  nlohmann::ordered_json json{{"resource", resource}};
+  std::string text = response.bytes;
+  if (text.ends_with(termination)) text.resize(text.size() - termination.size());
+  text.resize(text.find_last_not_of("\r\n") + 1);
+  if (response.isBinary || !isUtf8(text)) {
+    json["hex"] = hexOfBytes(response.bytes);
+  } else {
+    json["answer"] = text;
+  }
+  json["bytes"] = response.bytes.size();
+  json["complete"] = response.flaw.empty();
+  return textOf(json);
+}
+
+Answer answerOf(const std::string& resource, Response response, const Options& options) {
+  Answer answer{{}, response.flaw};
+  if (!response.flaw.empty()) answer.status = response.bytes.empty() ? kFailed : kIncomplete;
+  if (response.bytes.empty()) return answer;
+  if (options.json) {
+    answer.output = jsonOf(resource, response, options.termination);
+  } else if (options.hex) {
+    answer.output = hexOfBytes(response.bytes) + '\n';
+  } else {
+    answer.output = std::move(response.presentable);
   }
   return answer;
+}
+
+/// Runs `read` with the user's arguments and a progress line where it helps.
+template <typename Read>
+Answer answerOf(const std::string& resource, const Options& options, const Reading& chosen, Read read) {
+  Progress progress(!options.outputFile.empty());
+  Reading reading = chosen;
+  reading.progress = [&progress](size_t bytes) { progress.show(bytes); };
+  Instrument instrument(resource, options);
+  return answerOf(resource, read(instrument, reading), options);
 }
 
 void addText(CLI::App* subcommand, std::string& text) {
   addArgument(subcommand, "TEXT", text, "The message, or - for standard input")->required();
 }
 
-void addReading(CLI::App* subcommand, Arguments& arguments) {
-  subcommand->add_option("-n,--count", arguments.count, "Read this many bytes, whatever they are, and add nothing")
+void addReading(CLI::App* subcommand, Reading& reading) {
+  subcommand->add_option("-n,--count", reading.count, "Read this many bytes, whatever they are, and add nothing")
       ->type_name("N")
       ->take_last()
       ->check(CLI::PositiveNumber);
+  subcommand->add_flag("--until-timeout", reading.untilTimeout,
+                       "Read until nothing more comes within the time limit, over any end of an answer");
 }
 
 }  // namespace
@@ -50,12 +85,12 @@ void addMessageCommands(CommandLine& line) {
   CLI::App* query =
       line.addOnResource("query", "Send a message and print the answer", [&options, arguments](const auto& resource) {
         const std::string message = messageOf(arguments->text);
-        const Instrument instrument(resource, options);
-        instrument.write(message);
-        return answerOf(instrument.read(arguments->count), *arguments, options);
+        return answerOf(resource, options, arguments->reading, [&message](Instrument& instrument, const Reading& how) {
+          return instrument.query(message, how);
+        });
       });
   addText(query, arguments->text);
-  addReading(query, *arguments);
+  addReading(query, arguments->reading);
 
   CLI::App* write = line.addOnResource("write", "Send a message", [&options, arguments](const auto& resource) {
     const std::string message = messageOf(arguments->text);
@@ -66,7 +101,8 @@ void addMessageCommands(CommandLine& line) {
 
   CLI::App* read =
       line.addOnResource("read", "Print what the instrument sends", [&options, arguments](const auto& resource) {
-        return answerOf(Instrument(resource, options).read(arguments->count), *arguments, options);
+        return answerOf(resource, options, arguments->reading,
+                        [](Instrument& instrument, const Reading& how) { return instrument.read(how); });
       });
-  addReading(read, *arguments);
+  addReading(read, arguments->reading);
 }

@@ -2,6 +2,8 @@
 
 #include "text.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -276,7 +278,7 @@ constexpr Attribute kAttributes[] = {
     {QV_ATTR_CLASS, "QV_ATTR_CLASS", Int32, hex, kUsbClasses},
     {QV_ATTR_CLASS_NAME, "QV_ATTR_CLASS_NAME", Text, dec},
     {VI_ATTR_ASRL_BAUD, "VI_ATTR_ASRL_BAUD", UInt32, dec},
-    {VI_ATTR_ASRL_DATA_BITS, "VI_ATTR_ASRL_DATA_BITS", UInt16, dec},
+    {VI_ATTR_ASRL_DATA_BITS, "VI_ATTR_ASRL_DATA_BITS", UInt16, dec, {}, {5, 8}},
     {VI_ATTR_ASRL_PARITY, "VI_ATTR_ASRL_PARITY", UInt16, dec, kParities},
     {VI_ATTR_ASRL_STOP_BITS, "VI_ATTR_ASRL_STOP_BITS", UInt16, dec, kStopBits},
     {VI_ATTR_ASRL_FLOW_CNTRL, "VI_ATTR_ASRL_FLOW_CNTRL", UInt16, dec, kFlowControls},
@@ -295,7 +297,7 @@ constexpr Attribute kAttributes[] = {
     {VI_ATTR_ASRL_DISCARD_NULL, "VI_ATTR_ASRL_DISCARD_NULL", UInt16, dec, kBooleans},
     {VI_ATTR_ASRL_CONNECTED, "VI_ATTR_ASRL_CONNECTED", UInt16, dec, kBooleans},
     {VI_ATTR_ASRL_BREAK_STATE, "VI_ATTR_ASRL_BREAK_STATE", Int16, dec, kLineStates},
-    {VI_ATTR_ASRL_BREAK_LEN, "VI_ATTR_ASRL_BREAK_LEN", Int16, dec},
+    {VI_ATTR_ASRL_BREAK_LEN, "VI_ATTR_ASRL_BREAK_LEN", Int16, dec, {}, {1, 500}},
     {VI_ATTR_ASRL_ALLOW_TRANSMIT, "VI_ATTR_ASRL_ALLOW_TRANSMIT", UInt16, dec, kBooleans},
     {VI_ATTR_ASRL_WIRE_MODE, "VI_ATTR_ASRL_WIRE_MODE", Int16, dec, kWireModes},
     {QV_ATTR_BUILD_DATE_TIME, "QV_ATTR_BUILD_DATE_TIME", Text, dec},
@@ -368,6 +370,12 @@ const char* statusName(ViStatus status) {
   return nameOf(status, kStatuses);
 }
 
+std::vector<std::string> statusNames() {
+  std::vector<std::string> names;
+  for (const NamedValue& status : kStatuses) names.emplace_back(status.name);
+  return names;
+}
+
 std::optional<ViStatus> parseStatus(std::string_view text) {
   const auto value =
       parseValue(text, kStatuses, std::numeric_limits<ViStatus>::min(), std::numeric_limits<uint32_t>::max());
@@ -406,6 +414,19 @@ std::string formatValue(const Attribute& attribute, const void* value) {
   return attribute.hexadecimal ? hexadecimal(number, numberType(attribute.type).size) : std::to_string(number);
 }
 
+nlohmann::ordered_json jsonValue(const Attribute& attribute, const void* value) {
+  const bool isNumber = attribute.type != Text && !attribute.hexadecimal &&
+                        nameOf(load(attribute.type, value), attribute.values) == nullptr;
+  if (isNumber) return load(attribute.type, value);
+  return formatValue(attribute, value);
+}
+
+Range rangeOf(const Attribute& attribute) {
+  if (attribute.range.highest != 0) return attribute.range;
+  const NumberType type = numberType(attribute.type);
+  return {type.lowest, type.highest};
+}
+
 std::optional<ViAttrState> parseAttributeValue(const Attribute& attribute, std::string_view text) {
   if (attribute.type == Text) return std::nullopt;
   if (attribute.type == UInt8 && text.starts_with('\\')) {
@@ -413,7 +434,7 @@ std::optional<ViAttrState> parseAttributeValue(const Attribute& attribute, std::
     if (character.size() != 1) return std::nullopt;
     return static_cast<unsigned char>(character.front());
   }
-  const NumberType range = numberType(attribute.type);
+  const Range range = rangeOf(attribute);
   const auto value = parseValue(text, attribute.values, range.lowest, range.highest);
   if (!value) return std::nullopt;
   return static_cast<ViAttrState>(*value);

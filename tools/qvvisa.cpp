@@ -1,5 +1,6 @@
 /// qvvisa, the command line to instruments.
 #include "commandLine.h"
+#include "interruption.h"
 
 #include <iostream>
 #include <sstream>
@@ -19,7 +20,7 @@ int runTool(int argc, char** argv) {
     return status;
   }
   const Answer answer = commandLine.run();
-  output.write(answer.output);
+  if (!answer.output.empty()) output.write(answer.output);
   output.close();
   if (!answer.flaw.empty()) std::cerr << "qvvisa: " << answer.flaw << '\n';
   return answer.status;
@@ -30,6 +31,8 @@ int runTool(int argc, char** argv) {
 int main(int argc, char** argv) {
   try {
     return runTool(argc, argv);
+  } catch (const Interrupted& interrupted) {
+    endBy(interrupted.signal);
   } catch (const UsageError& error) {
     std::cerr << "qvvisa: " << error.what() << '\n';
     return kMisused;

@@ -5,14 +5,11 @@
 #include <fcntl.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
 constexpr int kFirstFreeDescriptor = 3;
-
-[[noreturn]] void fail(int error) {
-  throw std::system_error(error, std::generic_category(), "standard output");
-}
 
 }  // namespace
 
@@ -25,11 +22,33 @@ StandardOutput::StandardOutput() : output_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC,
   setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
 }
 
+void StandardOutput::fail(int error) const {
+  throw std::system_error(error, std::generic_category(), name_);
+}
+
+void StandardOutput::redirect(const std::string& file) {
+  name_ = file;
+  const int opened = ::open(file.c_str(), O_WRONLY | O_CREAT | O_NOCTTY | O_CLOEXEC, 0666);
+  if (opened < 0) fail(errno);
+  if (output_ >= 0) ::close(output_);
+  output_ = opened;
+  hasOldContents_ = true;
+}
+
+void StandardOutput::silenceLibrary() {
+  const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+  if (nowhere < 0 || dup2(nowhere, STDOUT_FILENO) < 0)
+    throw std::system_error(errno, std::generic_category(), "/dev/null");
+  ::close(nowhere);
+}
+
 StandardOutput::~StandardOutput() {
   if (output_ >= 0) ::close(output_);
 }
 
-void StandardOutput::write(std::string_view bytes) const {
+void StandardOutput::write(std::string_view bytes) {
+  // A device or a pipe has nothing to be cut.
+  if (std::exchange(hasOldContents_, false) && ftruncate(output_, 0) != 0 && errno != EINVAL) fail(errno);
   while (!bytes.empty()) {
     const ssize_t written = ::write(output_, bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) continue;

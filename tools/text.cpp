@@ -7,6 +7,8 @@
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
+#include <iterator>
+#include <utility>
 
 namespace {
 
@@ -35,10 +37,6 @@ bool equalIgnoringCase(std::string_view a, std::string_view b) {
                     [](unsigned char x, unsigned char y) { return std::toupper(x) == std::toupper(y); });
 }
 
-bool endsBlock(std::string_view rest, std::string_view termination) {
-  return rest.empty() || rest == termination || rest == "\n" || rest == "\r\n";
-}
-
 }  // namespace
 
 std::string unescape(std::string_view text) {
@@ -65,6 +63,14 @@ std::string unescape(std::string_view text) {
     }
   }
   return bytes;
+}
+
+std::string parseTermination(std::string_view text) {
+  static constexpr std::pair<std::string_view, std::string_view> words[] = {
+      {"none", ""}, {"LF", "\n"}, {"CR", "\r"}, {"CRLF", "\r\n"}};
+  const auto* word = std::find_if(std::begin(words), std::end(words),
+                                  [text](const auto& row) { return equalIgnoringCase(row.first, text); });
+  return word == std::end(words) ? unescape(text) : std::string(word->second);
 }
 
 std::string bytesOfHex(std::string_view text) {
@@ -110,44 +116,18 @@ std::optional<int64_t> parseNumber(std::string_view text, int64_t lowest, int64_
   return value;
 }
 
+std::string_view withoutPrefix(std::string_view name) {
+  static constexpr std::array<std::string_view, 5> prefixes = {"VI_ATTR_", "QV_ATTR_", "QVVI_", "VI_", "QV_"};
+  for (const std::string_view prefix : prefixes) {
+    if (equalIgnoringCase(name.substr(0, prefix.size()), prefix)) return name.substr(prefix.size());
+  }
+  return name;
+}
+
 bool isNameOf(std::string_view full, std::string_view name) {
   if (equalIgnoringCase(full, name)) return true;
   static constexpr std::array<std::string_view, 4> prefixes = {"VI_ATTR_", "QV_ATTR_", "VI_", "QV_"};
   return std::any_of(prefixes.begin(), prefixes.end(), [&](std::string_view prefix) {
     return full.starts_with(prefix) && equalIgnoringCase(full.substr(prefix.size()), name);
   });
-}
-
-bool isBlock(std::string_view response) {
-  return response.size() >= 2 && response[0] == '#' && isDigit(response[1]);
-}
-
-std::optional<size_t> endOfBlock(std::string_view response) {
-  if (!isBlock(response) || response[1] == '0') return std::nullopt;
-  const auto lengthDigits = static_cast<size_t>(response[1] - '0');
-  const std::string_view length = response.substr(2, lengthDigits);
-  if (!std::all_of(length.begin(), length.end(), isDigit)) return std::nullopt;
-  if (length.size() < lengthDigits) return std::string_view::npos;
-  return 2 + lengthDigits + std::stoul(std::string(length));
-}
-
-bool isComplete(std::string_view response, std::string_view termination) {
-  const auto end = endOfBlock(response);
-  if (end && *end >= response.size()) return *end == response.size();
-  if (end) response.remove_prefix(*end);
-  return !termination.empty() && response.ends_with(termination);
-}
-
-bool isCutBlock(std::string_view response) {
-  const auto end = endOfBlock(response);
-  return end && *end > response.size();
-}
-
-std::string presentable(std::string response, std::string_view termination) {
-  const auto end = endOfBlock(response);
-  if (end && *end < response.size() && endsBlock(std::string_view(response).substr(*end), termination)) {
-    response.resize(*end);
-  }
-  if (!isBlock(response) && !response.ends_with('\n')) response += '\n';
-  return response;
 }

@@ -1,6 +1,9 @@
 /// stb, clear, ren, control-in and control-out.
 #include "commandLine.h"
 #include "instrument.h"
+#include "nearest.h"
+
+#include <nlohmann/json.hpp>
 
 #include <limits>
 #include <memory>
@@ -18,42 +21,37 @@ struct ControlRequest {
   std::string hexData;  ///< for the device
 };
 
-Answer readStatusByte(const Instrument& instrument) {
+Answer readStatusByte(const std::string& resource, const Options& options) {
+  const Instrument instrument(resource, options);
   ViUInt16 statusByte = 0;
   instrument.check(QV_viReadSTB(instrument.handle(), &statusByte), "reading the status byte of");
+  if (options.json) return {textOf({{"resource", resource}, {"statusByte", statusByte}}), {}};
   const auto byte = static_cast<char>(statusByte);
   return {"0x" + hexOfBytes({&byte, 1}) + '\n', {}};
 }
 
-/// An instrument may halt its Bulk-OUT endpoint for the clear, until it is told that the host is done with it.
-Answer clear(const Instrument& instrument) {
-  constexpr ViInt16 toEndpoint = 0x02, clearFeature = 1;
-  constexpr ViUInt16 endpointHalt = 0;
-  ViUInt16 bulkOut = 0;
-  instrument.check(QV_viClear(instrument.handle()), "clearing");
-  instrument.check(QV_viGetAttribute(instrument.handle(), VI_ATTR_USB_BULK_OUT_PIPE, &bulkOut),
-                   "asking for the Bulk-OUT endpoint of");
-  instrument.check(QV_viUsbControlOut(instrument.handle(), toEndpoint, clearFeature, endpointHalt, bulkOut, 0, VI_NULL),
-                   "ending the halt of");
-  return {};
-}
-
 Answer controlRemote(const std::string& resource, const Options& options, const std::string& mode) {
   const auto value = parseValue(mode, renModes(), 0, std::numeric_limits<ViUInt16>::max());
-  if (!value) throw UsageError("not a mode of remote enable: '" + mode + "'");
+  if (!value) {
+    std::vector<std::string> names;
+    for (const NamedValue& row : renModes()) names.emplace_back(row.name);
+    throw UsageError("not a mode of remote enable: '" + mode + "'." + didYouMean(mode, names));
+  }
   const Instrument instrument(resource, options);
   instrument.check(QV_viGpibControlREN(instrument.handle(), static_cast<ViUInt16>(*value)),
                    "controlling remote enable of");
   return {};
 }
 
-Answer controlIn(const Instrument& instrument, const ControlRequest& request) {
+Answer controlIn(const std::string& resource, const Options& options, const ControlRequest& request) {
+  const Instrument instrument(resource, options);
   std::string data(request.length, '\0');
   ViUInt16 count = 0;
   instrument.check(QV_viUsbControlIn(instrument.handle(), request.type, request.request, request.value, request.index,
                                      request.length, reinterpret_cast<ViPBuf>(data.data()), &count),
                    "control request to");
   data.resize(count);
+  if (options.json) return {textOf({{"resource", resource}, {"hex", hexOfBytes(data)}}), {}};
   return {request.raw ? data : hexOfBytes(data) + '\n', {}};
 }
 
@@ -77,9 +75,9 @@ void addRequest(CLI::App* subcommand, ControlRequest& request) {
 void addControlCommands(CommandLine& line) {
   const auto request = std::make_shared<ControlRequest>();
   const Options& options = line.options();
-  CLI::App* in = line.addOnResource(
-      "control-in", "Send a USB control request and print the device's data",
-      [&options, request](const auto& resource) { return controlIn(Instrument(resource, options), *request); });
+  CLI::App* in =
+      line.addOnResource("control-in", "Send a USB control request and print the device's data",
+                         [&options, request](const auto& resource) { return controlIn(resource, options, *request); });
   addRequest(in, *request);
   addNumber(in, "LENGTH", request->length, "Number of bytes to ask for");
   in->add_flag("--raw", request->raw, "Print the bytes themselves, not their hexadecimal digits");
@@ -95,9 +93,12 @@ void addControlCommands(CommandLine& line) {
 void addUsbCommands(CommandLine& line) {
   const Options& options = line.options();
   line.addOnResource("stb", "Print the status byte of a USB instrument",
-                     [&options](const auto& resource) { return readStatusByte(Instrument(resource, options)); });
-  line.addOnResource("clear", "Clear a USB instrument",
-                     [&options](const auto& resource) { return clear(Instrument(resource, options)); });
+                     [&options](const auto& resource) { return readStatusByte(resource, options); });
+  line.addOnResource("clear", "Clear a USB instrument, or empty the line to another one",
+                     [&options](const auto& resource) {
+                       Instrument(resource, options).clear();
+                       return Answer{};
+                     });
   const auto mode = std::make_shared<std::string>();
   CLI::App* ren =
       line.addOnResource("ren", "Control remote enable of a USB instrument",
