@@ -28,17 +28,24 @@ TEST(QvvisaSim, CommandFindsOneInstrumentOnEveryBus) {
 
 TEST(QvvisaSim, ServesTheTool) {
   const std::string all = "USB0::0x7C5A::0x0042::A1234::INSTR\nUSB0::0x7C5A::0x0042::A1234::1::RAW\nASRL7::INSTR\n";
+  // Another bus tells when the instrument has got the query.
+  const auto inVain = [](const std::string& limit) {
+    return "$T query $U FOO -t " + limit +
+           " 2>/dev/null & until $T query $QVVISA_SIM_TCP SYST:ERR? | grep -q 113; "
+           "do :; done; ";
+  };
+  const std::string giveUp = "kill $!; wait $! || echo $?; $T query $U *IDN?";
   // A script, where T is the tool and U the USB instrument, and all that it prints.
-  const std::pair<const char*, std::string> rows[] = {
+  const std::pair<std::string, std::string> rows[] = {
       {"$T find", all},
       {"$T find USB?*INSTR", all.substr(0, all.find('\n') + 1)},
-      {"$T find -l",
-       R"(RESOURCE                             VENDOR          PRODUCT       SERIAL NUMBER  CLASS
-USB0::0x7C5A::0x0042::A1234::INSTR   0x7C5A KESTRIX  0x0042 SIM-1  A1234          USB488 Test and Measurement Device
-USB0::0x7C5A::0x0042::A1234::1::RAW  0x7C5A          0x0042        A1234          raw USB interface
-ASRL7::INSTR                         -               -             -              serial port
+      {"$T find -l | sed s,$UMOCKDEV_DIR,D, | tr -s \" \"",
+       R"(RESOURCE VENDOR PRODUCT SERIAL NUMBER CLASS DEVICE
+USB0::0x7C5A::0x0042::A1234::INSTR 0x7C5A KESTRIX 0x0042 SIM-1 A1234 USB488 Test and Measurement Device -
+USB0::0x7C5A::0x0042::A1234::1::RAW 0x7C5A 0x0042 A1234 raw USB interface -
+ASRL7::INSTR - named by QVVISA_SERIAL_PORTS - serial port D/serial
 )"},
-      {"$T find --json ?*::INSTR",
+      {"$T find --json ?*::INSTR | sed s,$UMOCKDEV_DIR,D,",
        R"([
   {
     "resource": "USB0::0x7C5A::0x0042::A1234::INSTR",
@@ -47,7 +54,9 @@ ASRL7::INSTR                         -               -             -            
     "serialNumber": "A1234",
     "manufacturer": "KESTRIX",
     "model": "SIM-1",
-    "class": "USB488 Test and Measurement Device"
+    "class": "USB488 Test and Measurement Device",
+    "device": null,
+    "description": null
   },
   {
     "resource": "ASRL7::INSTR",
@@ -56,7 +65,9 @@ ASRL7::INSTR                         -               -             -            
     "serialNumber": null,
     "manufacturer": null,
     "model": null,
-    "class": "serial port"
+    "class": "serial port",
+    "device": "D/serial",
+    "description": "named by QVVISA_SERIAL_PORTS"
   }
 ]
 )"},
@@ -68,10 +79,25 @@ ASRL7::INSTR                         -               -             -            
       {"$T control-in $U 0xA1 7 0 0 16", "01 00 00 01 04 00 00 00 00 00 00 00 00 01 07 0F\n"},
       {"$T control-out $U 0x40 9 1 2 \"01 fF 4a\"; $T control-in $U 0xC0 9 1 2 4; $T control-in $U 0xC0 9 1 2 3 --raw",
        "01 FF 4A\n\x01\xFFJ"},
+      // The longest answer, one byte more, and one so long that its rest stays in the instrument.
+      {"$T query $U \"DATA:BLOC? 2029\" | wc -c", "2035\n"},
+      {"$T query $U \"DATA:BLOC? 2030\" 2>&1 | grep -o \"2036 bytes\"; ! $T query $U \"DATA:BLOC? 4000\" 2>/dev/null; "
+       "$T query $U *IDN? 2>&1 | grep -o \"qvvisa clear $U\"; $T clear $U; $T query $U *IDN?",
+       "2036 bytes\nqvvisa clear USB0::0x7C5A::0x0042::A1234::INSTR\nKESTRIX,SIM-1,A1234,1.0\n"},
+      // A query that waits for its answer in vain and is given up, with a time limit and without one.
+      {inVain("0") + "$T query $U *IDN? 2>&1 | sed -n \"s/.*in use by.* qvvisa (process $!).*/in use/p\"; " + giveUp,
+       "in use\n143\nKESTRIX,SIM-1,A1234,1.0\n"},
+      {inVain("1000") + giveUp, "143\nKESTRIX,SIM-1,A1234,1.0\n"},
+      {"P=; test $(id -u) != 0 || P=\"setpriv --bounding-set=-all\"; chmod 0 $UMOCKDEV_DIR/dev/bus/usb/001/002; "
+       "$P $T query $U ? 2>&1 | grep -o \"no permission for /dev/bus/usb/001/002\"",
+       "no permission for /dev/bus/usb/001/002\n"},
+      {"$T query ${U%A1234*}Z::INSTR ? 2>&1 | grep -o \"another serial number, .*\"", "another serial number, A1234\n"},
+      {"$T find usb?* 2>&1 | grep -o \"did you mean .*\"", "did you mean 'USB?*'? It matches 2\n"},
   };
   for (const auto& [script, printed] : rows) {
-    EXPECT_EQ(run(kSim + "--usb --serial -- sh -c 'set -e; T=" QVVISA_TOOL "; U=$QVVISA_SIM_USB; " + script + "'"),
-              Result(0, printed));
+    EXPECT_EQ(
+        run(kSim + "--usb --serial --tcp -- sh -c 'set -e; T=" QVVISA_TOOL "; U=$QVVISA_SIM_USB; " + script + "'"),
+        Result(0, printed));
   }
 }
 
