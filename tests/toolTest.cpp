@@ -7,9 +7,6 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
-#include <fstream>
-#include <iterator>
-
 namespace {
 
 using namespace std::string_literals;
@@ -323,13 +320,9 @@ TEST(Tool, DropsWhatATcpInstrumentSentBefore) {
 TEST(Tool, WritesAFileAndShowsHowFarItIs) {
   const std::string file = testing::TempDir() + "toolTest." + std::to_string(getpid());
   std::ofstream(file) << "what was there before";
-  const auto contents = [&file] {
-    std::ifstream stream(file);
-    return std::string(std::istreambuf_iterator<char>(stream), {});
-  };
   ToolProcess failing = tool({"status", "nonsense", "-o", file});
   EXPECT_EQ(failing.wait(), 2);
-  EXPECT_EQ(contents(), "what was there before");
+  EXPECT_EQ(contentsOf(file), "what was there before");
 
   int terminal = -1;
   int child = -1;
@@ -349,7 +342,7 @@ TEST(Tool, WritesAFileAndShowsHowFarItIs) {
   peer.send("\n");
   EXPECT_EQ(reading.wait(), 0);
   EXPECT_EQ(reading.output(), "");
-  EXPECT_EQ(contents(), sent + '\n');
+  EXPECT_EQ(contentsOf(file), sent + '\n');
   close(child);
   close(terminal);
   unlink(file.c_str());
