@@ -92,7 +92,7 @@ ASRL7::INSTR - named by QVVISA_SERIAL_PORTS - serial port D/serial
        "$P $T query $U ? 2>&1 | grep -o \"no permission for /dev/bus/usb/001/002\"",
        "no permission for /dev/bus/usb/001/002\n"},
       {"$T query ${U%A1234*}Z::INSTR ? 2>&1 | grep -o \"another serial number, .*\"", "another serial number, A1234\n"},
-      {"$T find usb?* 2>&1 | grep -o \"did you mean .*\"", "did you mean 'USB?*'? It matches 2\n"},
+      {"$T find \"usb?*\" 2>&1 | grep -o \"did you mean .*\"", "did you mean 'USB?*'? It matches 2\n"},
   };
   for (const auto& [script, printed] : rows) {
     EXPECT_EQ(
