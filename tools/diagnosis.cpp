@@ -112,8 +112,7 @@ std::string noConnection(const std::string& resource, const ResourceName& name, 
 std::string adviceOnRead(const std::string& resource, ViStatus status) {
   const ResourceName name = parseResourceName(resource);
   if (name.bus != Bus::Usb || name.isRaw || status != VI_ERROR_IO) return {};
-  return "\n  what came is left over from an earlier query, or longer than an answer over USB may be (2036 bytes, from "
-         "some "
-         "instruments 3060)\n  qvvisa clear " +
+  return "\n  what came is left over from an earlier query, or too long for USB: above 2036 bytes only some lengths "
+         "arrive, above 3060 none\n  qvvisa clear " +
          resource + " makes the instrument usable again; for long answers use TCP or serial, or ask for less at a time";
 }
