@@ -188,15 +188,14 @@ int create(int directory, Object& object, ObjectKind kind, TokenCount count, uns
   if (error == 0) error = map(object, file.get());
   if (error == 0) {
     initState(object.state, kind, count, true);
-    const bool placed =
-        lockFile(file.get(), LOCK_SH) && renameat2(directory, temporary, directory, object.fileName, flags) == 0;
-    error = placed ? 0 : errno;
-    if (placed)
+    if (lockFile(file.get(), LOCK_SH) && renameat2(directory, temporary, directory, object.fileName, flags) == 0) {
       keepFile(object, file);
-    else
-      unmap(object);
+      return 0;
+    }
+    error = errno;
+    unmap(object);
   }
-  if (error != 0) unlinkat(directory, temporary, 0);
+  unlinkat(directory, temporary, 0);
   return error;
 }
 
@@ -320,7 +319,8 @@ int openNamed(std::unique_ptr<Object>& fresh, ObjectKind kind, TokenCount count,
   int error = 0;
   for (const char* place : places) {
     error = openIn(place, fresh, kind, count, result);
-    if (error == 0 || error == EINVAL) return error;
+    // What is there, but of another kind or held up, isn't made a second time elsewhere.
+    if (error == 0 || error == EINVAL || error == ETIMEDOUT) return error;
   }
   if (kind != ObjectKind::mutex) return error;
   return openListed(fresh, kind, result, [&] {

@@ -160,6 +160,42 @@ TEST_F(Lifecycle, AStartInAnotherProcessHoldsThisOneUpAndItsDeathIsNotFinal) {
   expectStart(VI_SUCCESS);
 }
 
+TEST_F(Lifecycle, ProcessesStartAndStopAtOnceWhileOthersAreKilled) {
+  // False for what neither a death nor a long queue explains.
+  const auto startAndStop = [](int& started) {
+    ViSession vi = 0;
+    const ViStatus status = QV_viOpenDefaultRM(&vi);
+    if (status != VI_SUCCESS) return status == VI_ERROR_SYSTEM_ERROR && vi == 0;
+    ++started;
+    return QV_viClose(vi) == VI_SUCCESS && gpQvvisa == nullptr;
+  };
+  const auto descriptors = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
+  };
+  std::unique_ptr<ChildProcess> steady[4];
+  std::unique_ptr<ChildProcess> killed[4];
+  for (auto& child : steady) {
+    child = std::make_unique<ChildProcess>([&] {
+      int started = 0;
+      bool good = startAndStop(started);
+      const auto before = descriptors();
+      for (int round = 0; round < 30; ++round) good = startAndStop(started) && good;
+      _exit(good && started > 0 && descriptors() == before ? 0 : 1);
+    });
+  }
+  for (int round = 0; round < 40; ++round) {
+    killed[round % std::size(killed)] = std::make_unique<ChildProcess>([&] {
+      for (int started = 0; startAndStop(started);) {
+      }
+    });
+  }
+  for (auto& child : steady) EXPECT_EQ(child->exitCode(), 0);
+  for (auto& child : killed) child.reset();
+  int started = 0;
+  EXPECT_TRUE(startAndStop(started)) << "it may be told of a death";
+  EXPECT_TRUE(startAndStop(started) && started > 0);
+}
+
 TEST_F(Lifecycle, AProcessThatMayWriteNoFileStartsWithoutASignal) {
   const std::string path = testing::TempDir() + freshName("log");
   ChildProcess child([&] {

@@ -318,6 +318,13 @@ TEST(NamedMutex, ASystemWithoutRoomForItHasItToo) {
         });
   }
   expectIn(
+      "no /proc",
+      [] {
+        return unshare(CLONE_NEWNS) == 0 && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+               umount2("/proc", MNT_DETACH) == 0;
+      },
+      [&] { return Mutex(name).isFree(); });
+  expectIn(
       "a limit",
       [] {
         const rlimit none = {};
