@@ -3,6 +3,7 @@
 #include "DebugMalloc.h"
 #include "helper.h"
 
+#include <algorithm>
 #include <cstring>
 #include <initializer_list>
 
@@ -10,11 +11,14 @@ namespace {
 
 constexpr char unknownText[] = "n.a.";
 
-/// Reads a text property of a device into a field of that size.
+/// Reads a text property of a device into a field of that size. A value that was stored without its NUL is ended here.
 template <size_t size>
 bool readProperty(HDEVINFO set, SP_DEVINFO_DATA* device, DWORD property, char (&field)[size]) {
-  return SetupDiGetDeviceRegistryPropertyA(set, device, property, nullptr, reinterpret_cast<BYTE*>(field), size,
-                                           nullptr) != FALSE;
+  DWORD length = 0;
+  if (!SetupDiGetDeviceRegistryPropertyA(set, device, property, nullptr, reinterpret_cast<BYTE*>(field), size, &length))
+    return false;
+  field[std::min<size_t>(length, size - 1)] = '\0';
+  return true;
 }
 
 }  // namespace

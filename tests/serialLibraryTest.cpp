@@ -113,6 +113,15 @@ TEST_F(SerialDiscovery, DropsADeviceThatFailsATest) {
   EXPECT_EQ(discover(), (Ints{3, 7}));
 }
 
+TEST_F(SerialDiscovery, EndsAValueThatLacksItsNul) {
+  setMachine({5});
+  for (const auto& [value, text] : {std::pair("tty"s, "tty"s), {std::string(64, 's'), std::string(63, 's')}}) {
+    deviceDatabase.devices[0].properties[SPDRP_SERVICE] = {REG_BINARY, value};
+    EXPECT_EQ(discover(), Ints{5});
+    EXPECT_EQ(list->list->service, text);
+  }
+}
+
 TEST_F(SerialDiscovery, ANodeOfADroppedDeviceGoesOnAsItIs) {
   setMachine({3, 4});
   deviceDatabase.devices[1].properties.erase(SPDRP_PHYSICAL_DEVICE_OBJECT_NAME);
