@@ -45,6 +45,7 @@ bool alive(libusb_device_handle* handle) {
 
 /// The default behaviour: a USB488 instrument.
 Reply answer(libusb_device& device, const Transfer& transfer, Call call) {
+  if (gBus.answers) return gBus.answers(transfer);
   if (auto& script = device.script[transfer.port]; !script.empty()) {
     auto responder = std::move(script.front());
     script.pop_front();

@@ -71,7 +71,9 @@ struct DoubleBus {
   std::vector<Call> calls;           ///< every call of the kinds above, in order
   std::vector<Transfer> transfers;   ///< every transfer, in order
   std::vector<unsigned int> delays;  ///< every delay that the library took, in milliseconds
-  size_t failAt = SIZE_MAX;          ///< the call of this place in `calls` fails with `failWith`
+  /// Answers every transfer in the place of the device; none where it is empty.
+  std::function<Reply(const Transfer&)> answers;
+  size_t failAt = SIZE_MAX;  ///< the call of this place in `calls` fails with `failWith`
   int failWith = 0;
 
   /// Makes the call after the next `place` calls fail; `calls` starts anew.
