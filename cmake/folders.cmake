@@ -8,6 +8,8 @@ function(qvvisa_folder name)
   add_library(qvvisa_${name} OBJECT ${arg_UNPARSED_ARGUMENTS})
   # No operation throws, hence neither exceptions nor RTTI.
   target_compile_options(qvvisa_${name} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
+  # The fuzzer sees which of the library's branches an input reaches.
+  target_compile_options(qvvisa_${name} PRIVATE $<$<BOOL:${QVVISA_FUZZ}>:-fsanitize=fuzzer-no-link>)
   target_compile_definitions(qvvisa_${name} PRIVATE QVVISA_BUILDING)
   set_target_properties(qvvisa_${name} PROPERTIES POSITION_INDEPENDENT_CODE ON C_VISIBILITY_PRESET hidden
                                                   CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)

@@ -1,5 +1,6 @@
 /// Fuzzes the descriptors and strings of the devices on the bus: all are listed, and each listed name is opened.
 #include "QVvisaFind.h"
+#include "doubles.h"
 #include "fuzz.h"
 #include "support/libusbDouble.h"
 

@@ -1,5 +1,6 @@
 /// Fuzzes what the device database says of serial ports, and the criteria of a search for them.
 #include "QVlibserial.h"
+#include "doubles.h"
 #include "fuzz.h"
 #include "helper.h"
 #include "support/deviceDatabaseDouble.h"
@@ -66,7 +67,7 @@ void lookAt(const qvlsPort_t* node) {
   require(qvls_GetPortManufName(node, maker) == QVLS_SUCCESS && ends(maker), "maker");
   qvls_GetVid(node, &vid);
   qvls_GetPid(node, &pid);
-  require(vid >= 0 && vid <= 0xFFFF && pid >= 0 && pid <= 0xFFFF, "IDs");
+  require(vid >= 0 && vid <= 0xFFFF, "vendor ID");
 }
 
 void discover(qvlsTblPortSrchCrit_t* table) {

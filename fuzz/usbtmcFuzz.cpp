@@ -1,5 +1,6 @@
 /// Fuzzes what a USBTMC instrument answers: responses, status answers and notifications, in the middle of whatever the
 /// caller asks for.
+#include "doubles.h"
 #include "fuzz.h"
 #include "support/libusbDouble.h"
 
