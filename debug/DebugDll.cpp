@@ -2,7 +2,7 @@
 
 #include "fastLock.h"
 #include "privileges.h"
-#include "sigpipeGuard.h"
+#include "writeSignalGuard.h"
 
 #include <atomic>
 #include <cerrno>
@@ -91,7 +91,7 @@ void remarkLogIsOpen(const char* envVarName) {
   const int error = errno;  // that of the caller, whom a line about a failure must not cost its number
   {
     const FastLockGuard guard(lockMadeAtFirstUse());
-    const SigpipeGuard noSignal;
+    const WriteSignalGuard noSignal;
     if (gDoLogging != 0 && std::vsnprintf(buf, sizeof buf, fmt, arg_ptr) >= 0) {
       std::fputs(buf, logfile);
       std::fflush(logfile);
@@ -105,7 +105,7 @@ void remarkLogIsOpen(const char* envVarName) {
 int initLogFile(const char* envVarName) {
   if (envVarName == nullptr) return NOT_SET;
   const FastLockGuard guard(lockMadeAtFirstUse());
-  const SigpipeGuard noSignal;
+  const WriteSignalGuard noSignal;
   if (gIsPossibleLogging != 0) {
     if (gDoLogging != 0) remarkLogIsOpen(envVarName);
     return NOT_OPENED;
@@ -124,7 +124,7 @@ int initLogFile(const char* envVarName) {
 
 void closeLogFile() {
   const FastLockGuard guard(lockMadeAtFirstUse());
-  const SigpipeGuard noSignal;
+  const WriteSignalGuard noSignal;
   if (gDoLogging == 0) return;
   setLogging(0);
   std::fprintf(logfile, "\n\nNormal close of logfile: %s\n", logfileName);

@@ -2,7 +2,7 @@
 
 #include "descriptor.h"
 #include "osAbstraction.h"
-#include "sigpipeGuard.h"
+#include "writeSignalGuard.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -140,7 +140,7 @@ int openFile(int directory, const char* name, int flags) {
 /// Gives a new file the memory of a state. Memory that the system can't find later would end the process, and so would
 /// the signal of a file size limit.
 int makeRoom(int file) {
-  const SigpipeGuard noSignal;
+  const WriteSignalGuard noSignal;
   return fchmod(file, S_IRUSR | S_IWUSR) == 0 ? posix_fallocate(file, 0, sizeof(ObjectState)) : errno;
 }
 

@@ -743,7 +743,7 @@ typedef ViByte* ViPBuf;
  * @retval VI_SUCCESS             the library is up
  * @retval VI_ERROR_INV_OBJECT    vi is null
  * @retval VI_ERROR_SYSTEM_ERROR  another start, in this process or another of the same user, took longer than 1000 ms,
- *                                or the start lock can't be made; the call may be repeated. Also a USB failure
+ *                                or ended in the middle; the call may be repeated. Also a USB failure
  * @retval VI_ERROR_ALLOC         no memory
  * @return Otherwise the status of the USB library's start. A start that failed isn't tried again in this process.
  * @see VPP-4.3, viOpenDefaultRM

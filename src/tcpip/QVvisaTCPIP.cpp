@@ -3,8 +3,8 @@
 #include "DebugMalloc.h"
 #include "QVvisaAttributeValue.h"
 #include "fastLock.h"
-#include "sigpipeGuard.h"
 #include "sockets.h"
+#include "writeSignalGuard.h"
 
 #include <algorithm>
 #include <climits>
@@ -27,7 +27,7 @@ constexpr DWORD kIpv6TextLen = 46;
 /// Prints to standard output. Nothing stays in its buffer, which the application would write later, when a pipe without
 /// a reader is a signal again.
 [[gnu::format(printf, 1, 2)]] void print(const char* format, ...) {
-  const SigpipeGuard noSignal;
+  const WriteSignalGuard noSignal;
   va_list arguments;
   va_start(arguments, format);
   vprintf(format, arguments);

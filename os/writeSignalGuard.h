@@ -3,9 +3,9 @@
 
 #if defined(_WIN32)
 
-class SigpipeGuard {
+class WriteSignalGuard {
 public:
-  SigpipeGuard() {}  // Windows has no such signals
+  WriteSignalGuard() {}  // Windows has no such signals
 };
 
 #else
@@ -15,9 +15,9 @@ public:
 
 /// While it lives, a write of this thread to a pipe without a reader, or beyond the file size limit, fails with EPIPE
 /// or EFBIG and nothing else.
-class SigpipeGuard {
+class WriteSignalGuard {
 public:
-  SigpipeGuard() {
+  WriteSignalGuard() {
     sigset_t pending;
     sigset_t guarded;
     sigpending(&pending);
@@ -30,15 +30,15 @@ public:
     pthread_sigmask(SIG_BLOCK, &guarded, &before_);
   }
 
-  ~SigpipeGuard() {
+  ~WriteSignalGuard() {
     const timespec atOnce = {};
     while (sigtimedwait(&fresh_, nullptr, &atOnce) > 0) {
     }
     pthread_sigmask(SIG_SETMASK, &before_, nullptr);
   }
 
-  SigpipeGuard(const SigpipeGuard&) = delete;
-  SigpipeGuard& operator=(const SigpipeGuard&) = delete;
+  WriteSignalGuard(const WriteSignalGuard&) = delete;
+  WriteSignalGuard& operator=(const WriteSignalGuard&) = delete;
 
 private:
   sigset_t fresh_;  ///< those that weren't pending before
