@@ -1,5 +1,6 @@
 #include "DebugDll.h"
 
+#include "descriptor.h"
 #include "fastLock.h"
 #include "privileges.h"
 #include "writeSignalGuard.h"
@@ -67,6 +68,7 @@ int tryOpenLogFile(const char* envVarName) {
   if (hasRaisedPrivileges() || !OS_getEnvironmentVariable(envVarName, path, sizeof path)) return NOT_SET;
   if (path[0] == '\0') return NOT_OPENED;  // a value that doesn't fit isn't delivered
   std::memcpy(logfileName, path, sizeof logfileName);
+  const StandardStreamsTaken streams;
   logfile = std::fopen(logfileName, OPEN_MODE);
   if (logfile == nullptr) return NOT_OPENED;
   std::fprintf(logfile, "\nOpened logfile : %s\n", logfileName);

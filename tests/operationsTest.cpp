@@ -2,9 +2,12 @@
 // TCP sockets behind them.
 
 #include "QVvisaLock.h"
+#include "support/childProcess.h"
+#include "support/serialPeer.h"
 #include "support/tcpSession.h"
 #include "support/testing.h"
 
+#include <fcntl.h>
 #include <filesystem>
 #include <set>
 
@@ -211,6 +214,64 @@ TEST_F(Session, ABlockedReadHoldsUpNobodyAndEndsWhileAnotherThreadHoldsTheLock) 
   peer_.send("at last");
   reader.join();
   EXPECT_EQ(text, "at last");
+}
+
+TEST_F(Session, ACancelledThreadFinishesItsOperationFirst) {
+  ViSession vi = 0;
+  ViByte byte = 'x';
+  ViUInt32 value = 0;
+  ViChar expr[] = "ASRL9999::INSTR";
+  const std::pair<std::function<ViStatus()>, ViStatus> operations[] = {
+      {[&] { return QV_viOpenDefaultRM(&vi); }, VI_SUCCESS},
+      {[&] { return QV_viFindRsrc(kRm, expr, nullptr, nullptr, nullptr); }, VI_ERROR_RSRC_NFOUND},
+      {[&] { return tryOpen(peer_.resource(), &vi); }, VI_SUCCESS},
+      {[&] { return QV_viClose(vi); }, VI_SUCCESS},
+      {[&] { return QV_viWrite(vi_, &byte, 1, nullptr); }, VI_SUCCESS},
+      {[&] { return QV_viRead(vi_, &byte, 1, nullptr); }, VI_SUCCESS},
+      {[&] { return QV_viSetAttribute(vi_, VI_ATTR_TMO_VALUE, 0); }, VI_SUCCESS},
+      {[&] { return QV_viGetAttribute(vi_, VI_ATTR_TMO_VALUE, &value); }, VI_SUCCESS},
+  };
+  peer_.send("x");
+  for (const auto& [operation, expected] : operations) {
+    struct {
+      const std::function<ViStatus()>& operation;
+      ViStatus status;
+    } job{operation, -77};
+    pthread_t thread{};
+    const auto run = [](void* argument) -> void* {
+      auto& cancelled = *static_cast<decltype(job)*>(argument);
+      pthread_cancel(pthread_self());  // acts at the first chance
+      cancelled.status = cancelled.operation();
+      pthread_testcancel();
+      return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, nullptr, run, &job), 0);
+    void* result = nullptr;
+    EXPECT_TRUE(pthread_join(thread, &result) == 0 && result == PTHREAD_CANCELED);
+    EXPECT_EQ(job.status, expected) << &operation - &operations[0].first;
+  }
+}
+
+TEST(Descriptors, AreNeverThoseOfStandardStreams) {
+  const SerialPeer serial;
+  const TcpPeer tcp;
+  std::string names[] = {tcp.resource(), "ASRL7::INSTR"};
+  const std::string log = testing::TempDir() + freshName("log");
+  ChildProcess user([&] {
+    setenv("QVVISA_LOGFILE", log.c_str(), 1);
+    for (const int number : {0, 1, 2}) close(number);
+    const ViSession rm = start();
+    int failures = QVvisa_isUp() ? 0 : 100;
+    for (std::string& name : names) {
+      ViSession vi = 0;
+      if (QV_viOpen(rm, name.data(), VI_NO_LOCK, 0, &vi) != VI_SUCCESS) failures += 10;
+    }
+    for (const int number : {0, 1, 2}) failures += fcntl(number, F_GETFD) >= 0 ? 1 : 0;
+    _exit(failures);
+  });
+  EXPECT_EQ(user.exitCode(), 0);
+  EXPECT_GT(std::filesystem::file_size(log), 0U);
+  std::filesystem::remove(log);
 }
 
 /// Threads that open, use and close the same handles, and start and stop the library under each other's feet.

@@ -217,6 +217,43 @@ TEST_F(UsbEndToEnd, TwoInstrumentsTalkAtOnce) {
   other.join();
 }
 
+TEST_F(UsbEndToEnd, ASessionStaysWholeWithThreadsOnIt) {
+  auto session = std::make_unique<Session>(kInstr);
+  const ViSession vi = session->handle;
+  std::atomic<bool> isDone{false};
+  const auto setAndAsk = [&](ViAttrState value) {
+    ViUInt16 status = 0;
+    char text[MAX_BUF_SIZE_ATTR];
+    while (!isDone) {
+      session->setTimeout(60000 + value);
+      EXPECT_EQ(QV_viSetAttribute(vi, VI_ATTR_USB_BULK_IN_PIPE, endpoint::bulkIn), VI_SUCCESS);
+      EXPECT_EQ(QV_viGetAttribute(vi, VI_ATTR_TMO_VALUE, text), VI_SUCCESS);
+      EXPECT_EQ(QV_viGpibControlREN(vi, VI_GPIB_REN_ASSERT), VI_SUCCESS);
+      // Two threads might take each other's notification.
+      EXPECT_EQ(value == 1 ? QV_viReadSTB(vi, &status) : VI_SUCCESS, VI_SUCCESS);
+    }
+  };
+  {
+    const std::jthread setters[] = {std::jthread(setAndAsk, 1), std::jthread(setAndAsk, 2)};
+    for (int i = 0; i < 30; ++i) EXPECT_EQ(session->query("*IDN?"), kIdentity);
+    isDone = true;
+  }
+  // Bytes of a message may reach another thread; nothing else may come of it.
+  std::atomic<int> talks{0};
+  const auto talk = [&] {
+    std::string bytes(100, 0);
+    for (ViStatus status = 0; status != VI_ERROR_INV_OBJECT && status != VI_ERROR_SYSTEM_ERROR;) {
+      status = QV_viWrite(vi, reinterpret_cast<ViBuf>(std::string("*IDN?").data()), 5, nullptr);
+      QV_viRead(vi, reinterpret_cast<ViPBuf>(bytes.data()), 100, nullptr);
+      ++talks;
+    }
+  };
+  session->setTimeout(20);
+  const std::jthread talkers[] = {std::jthread(talk), std::jthread(talk)};
+  EXPECT_TRUE(eventually([&] { return talks >= 10; }));
+  session.reset();
+}
+
 TEST_F(UsbEndToEnd, RawBytesAndComposedRequests) {
   watch();
   Session session(kRaw);

@@ -1,5 +1,7 @@
 #include "QVvisaLibusb.h"
 
+#include "descriptor.h"
+
 libusb_context* QVlibusbCtx = nullptr;
 
 const QVvisa_libusb2visaStatus_t glibusb2visaStatus[15] = {
@@ -24,6 +26,17 @@ ViStatus libusb2QVvisaStatus(int err) {
   const QVvisa_libusb2visaStatus_t* row = glibusb2visaStatus;
   while (row->libusb_error != err && row->visa != VI_WARN_UNKNOWN_STATUS) ++row;
   return row->visa;
+}
+
+ViStatus QVvisa_initLibUsb(libusb_context** context) {
+  const StandardStreamsTaken streams;
+  return libusb2QVvisaStatus(libusb_init(context));
+}
+
+libusb_device_handle* QVvisa_openLibUsbDev(libusb_device* device) {
+  const StandardStreamsTaken streams;
+  libusb_device_handle* handle = nullptr;
+  return libusb_open(device, &handle) == LIBUSB_SUCCESS ? handle : nullptr;
 }
 
 void QVvisa_closeLibUsbDev(libusb_device_handle** ppdevHdl, int usedIntf) {

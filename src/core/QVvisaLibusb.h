@@ -28,6 +28,13 @@ QVVISA_API extern const QVvisa_libusb2visaStatus_t glibusb2visaStatus[15];
 /// The VISA status of a libusb result; VI_WARN_UNKNOWN_STATUS for a value that libusb doesn't name, positive ones too.
 QVVISA_API ViStatus libusb2QVvisaStatus(int err);
 
+/// libusb_init, with a context whose descriptors keep away from the standard streams. @return its translated result
+ViStatus QVvisa_initLibUsb(libusb_context** context);
+
+/// Opens a device, with a descriptor that keeps away from the standard streams.
+/// @return the handle, for QVvisa_closeLibUsbDev, or null
+libusb_device_handle* QVvisa_openLibUsbDev(libusb_device* device);
+
 /// Releases interface `usedIntf`, unless it is negative (none is claimed), closes the handle and nulls the pointer.
 /// Does nothing for a null argument or handle.
 QVVISA_API void QVvisa_closeLibUsbDev(libusb_device_handle** ppdevHdl, int usedIntf);

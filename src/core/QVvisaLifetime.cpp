@@ -57,7 +57,7 @@ private:
 
 /// The part of a start that can fail.
 ViStatus startServices(const QVvisa_init_t& init) {
-  ViStatus status = libusb2QVvisaStatus(libusb_init(init.ppContext));
+  ViStatus status = QVvisa_initLibUsb(init.ppContext);
   if (status == VI_SUCCESS && !*init.qvvisa) {
     QVvisa_work_t* table = nullptr;
     status = QVvisa_initWork(&table);

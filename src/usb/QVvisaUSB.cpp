@@ -184,8 +184,8 @@ ViStatus QVvisa_OpenHelperIntf(libusb_device* device, QVvisa_usb_device_t* pUsbD
 ViStatus QVvisa_OpenHelperOpenDevClaimIntf(libusb_device* device, libusb_device_handle** devHdl, uint8_t intf) {
   if (!device || !devHdl) return VI_ERROR_INV_OBJECT;
   *devHdl = nullptr;
-  libusb_device_handle* handle = nullptr;
-  if (libusb_open(device, &handle) != LIBUSB_SUCCESS || !handle) return VI_ERROR_RSRC_NFOUND;
+  libusb_device_handle* handle = QVvisa_openLibUsbDev(device);
+  if (!handle) return VI_ERROR_RSRC_NFOUND;
   // Linux binds a driver of its own to USBTMC interfaces. Where a system can't detach one, the claim decides.
   libusb_set_auto_detach_kernel_driver(handle, 1);
   if (libusb_claim_interface(handle, intf) != LIBUSB_SUCCESS) {

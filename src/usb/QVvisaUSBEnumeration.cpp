@@ -91,8 +91,8 @@ ViStatus QVvisa_GetAllDevIntfUsb(QVvisa_devIntfListUsb_t** ppdil) {
 void QV_viGetDeviceSN(libusb_device* dev, unsigned char* buf, uint8_t snIdx) {
   if (!dev || !buf) return;
   memset(buf, 0, kSerialSize);
-  libusb_device_handle* handle = nullptr;
-  if (libusb_open(dev, &handle) != LIBUSB_SUCCESS || !handle) return;
+  libusb_device_handle* handle = QVvisa_openLibUsbDev(dev);
+  if (!handle) return;
   const int length = libusb_get_string_descriptor_ascii(handle, snIdx, buf, kSerialSize);
   libusb_close(handle);
   buf[std::clamp(length, 0, kSerialSize - 1)] = '\0';

@@ -5,6 +5,7 @@
 #include "QVvisaLock.h"
 #include "QVvisaPrivate.h"
 #include "QVvisaStatus.h"
+#include "cancellationGuard.h"
 
 #include <cstring>
 
@@ -13,6 +14,7 @@ namespace {
 /// Runs an operation on a session's record, behind the library check and the look-up.
 template <typename Operation>
 ViStatus onDevice(ViSession vi, Operation operation) {
+  const CancellationGuard untilDone;
   if (!QVvisa_isUp()) return VI_ERROR_SYSTEM_ERROR;
   const PinnedDevice device(vi);
   return device.get() ? operation(device.get()) : VI_ERROR_INV_OBJECT;
@@ -56,6 +58,7 @@ ViStatus openInstrument(QVvisa_device_t* device, ViRsrc name) {
 }  // namespace
 
 ViStatus _VI_FUNC QV_viOpenDefaultRM(ViPSession vi) {
+  const CancellationGuard untilDone;
   if (!vi) return VI_ERROR_INV_OBJECT;
   *vi = QV_UNINIT_RM_SESSION_HANDLE;
   const ViStatus status = QVvisa_startLibrary();
@@ -64,6 +67,7 @@ ViStatus _VI_FUNC QV_viOpenDefaultRM(ViPSession vi) {
 }
 
 ViStatus _VI_FUNC QV_viFindRsrc(ViSession sesn, ViString expr, ViPFindList vi, ViPUInt32 retCnt, ViChar* desc) {
+  const CancellationGuard untilDone;
   if (!QVvisa_isUp()) return VI_ERROR_SYSTEM_ERROR;
   if (sesn != QV_DEFAULT_RM_SESSION_HANDLE || !expr) return VI_ERROR_INV_OBJECT;
   if (vi) *vi = QV_UNINIT_FINDLIST_HANDLE;
@@ -73,6 +77,7 @@ ViStatus _VI_FUNC QV_viFindRsrc(ViSession sesn, ViString expr, ViPFindList vi, V
 }
 
 ViStatus _VI_FUNC QV_viFindNext(ViFindList vi, ViChar* desc) {
+  const CancellationGuard untilDone;
   if (!QVvisa_isUp()) return VI_ERROR_SYSTEM_ERROR;
   if (!desc) return VI_ERROR_INV_PARAMETER;
   const CoreLock lock;
@@ -82,6 +87,7 @@ ViStatus _VI_FUNC QV_viFindNext(ViFindList vi, ViChar* desc) {
 }
 
 ViStatus _VI_FUNC QV_viOpen(ViSession sesn, ViRsrc name, ViAccessMode mode, ViUInt32, ViPSession vi) {
+  const CancellationGuard untilDone;
   if (!QVvisa_isUp()) return VI_ERROR_SYSTEM_ERROR;
   if (sesn != QV_DEFAULT_RM_SESSION_HANDLE || mode > VI_EXCLUSIVE_LOCK) return VI_ERROR_INV_PARAMETER;
   const OpenInProgress open;
@@ -98,6 +104,7 @@ ViStatus _VI_FUNC QV_viOpen(ViSession sesn, ViRsrc name, ViAccessMode mode, ViUI
 }
 
 ViStatus _VI_FUNC QV_viClose(ViObject vi) {
+  const CancellationGuard untilDone;
   if (!QVvisa_isUp()) return VI_SUCCESS;
   {
     // Classification and removal are one hold: in between, the slot could get a new occupant.
@@ -116,6 +123,7 @@ ViStatus _VI_FUNC QV_viClose(ViObject vi) {
 }
 
 ViStatus _VI_FUNC QV_viSetAttribute(ViObject vi, ViAttr attrName, ViAttrState attrValue) {
+  const CancellationGuard untilDone;
   if (!QVvisa_isUp()) return VI_ERROR_SYSTEM_ERROR;
   const PinnedDevice device(vi);
   if (device.get()) return QVvisa_SetAttributeToDevice(device.get(), attrName, attrValue);
@@ -123,6 +131,7 @@ ViStatus _VI_FUNC QV_viSetAttribute(ViObject vi, ViAttr attrName, ViAttrState at
 }
 
 ViStatus _VI_FUNC QV_viGetAttribute(ViObject vi, ViAttr attrName, void* attrValue) {
+  const CancellationGuard untilDone;
   if (!QVvisa_isUp()) return VI_ERROR_SYSTEM_ERROR;
   if (!attrValue) return VI_SUCCESS;
   const PinnedDevice device(vi);
