@@ -6,10 +6,13 @@
  * Sixteen operations of the VISA library standard (VPP-4.3), each spelled QV_ plus its standard name, with the
  * standard's types, attributes and status codes and a few of the library's own. Usable from C99 and C++.
  *
- * Threads: any thread may call any operation. The library starts no thread, raises no signal and installs no handler.
- * Operations on different sessions don't hold each other up, but for QV_viFindRsrc, QV_viOpen and QV_viClose, which
- * every table look-up waits for while they run. One session isn't meant for two threads at once: nothing breaks, but
- * the bytes of one transfer can reach the other thread.
+ * Threads: any thread may call any operation on any session at any time. Two threads on one session break nothing: of
+ * two values for one attribute the later one holds, and a close lets another thread's operation end as it would have.
+ * The bytes of one transfer can reach the other thread, and nothing worse: a program that wants its own answers keeps
+ * other threads away from a write until its read is done. An operation that waits for its instrument holds up no other,
+ * but for QV_viFindRsrc, QV_viOpen and QV_viClose, which every look-up of a handle waits for while they run. A thread
+ * that is cancelled ends after its operation, not in it. The library starts no thread, raises no signal and installs no
+ * handler.
  *
  * Status: every operation returns a ViStatus: VI_SUCCESS (0), a negative error or a positive warning. Only VI_SUCCESS
  * says that the operation did its work: a USB device that was pulled, for one, is the positive VI_SUCCESS_DEV_NPRESENT.
@@ -868,9 +871,10 @@ QVVISA_PUBLIC ViStatus _VI_FUNC QV_viOpen(ViSession sesn, ViRsrc name, ViAccessM
  * @brief Closes a session, a find list or the resource manager's handle.
  *
  * The handle is invalid from the call on. An operation of another thread that is still running on the session ends as
- * it would have, and the instrument is let go when the last one has ended. The close that leaves no session and no find
- * list takes the library down, whatever was closed, and QV_viOpenDefaultRM has to start it again; closing the resource
- * manager's handle while others are open changes nothing.
+ * it would have, and the instrument is let go when the last one has ended. A serial line gets 1.5 s to send what was
+ * written; what it holds up longer is dropped, and the close takes 2 s at most. The close that leaves no session and no
+ * find list takes the library down, whatever was closed, and QV_viOpenDefaultRM has to start it again; closing the
+ * resource manager's handle while others are open changes nothing.
  *
  * @param[in] vi  the handle
  * @retval VI_SUCCESS           closed, or the library isn't up
