@@ -74,4 +74,6 @@ foreach(component ${CPACK_COMPONENTS_ALL})
   install(FILES packaging/debian/copyright ${changelog}.gz COMPONENT ${component} EXCLUDE_FROM_ALL
           DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
 endforeach()
+install(FILES packaging/debian/lintian-overrides RENAME ${standard_package} COMPONENT standard EXCLUDE_FROM_ALL
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides)
 include(CPack)
