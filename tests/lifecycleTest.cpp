@@ -40,8 +40,9 @@ class OwnUser : NonCopyable {
 public:
   OwnUser() { become(3'000'000'000U + static_cast<uid_t>(getpid())); }
   ~OwnUser() {
-    const std::string directory = "/dev/shm/qvvisa-" + std::to_string(geteuid());
-    if (become(0)) std::filesystem::remove_all(directory);
+    const std::string user = std::to_string(geteuid());
+    if (!become(0)) return;
+    for (const char* place : {"/dev/shm/qvvisa-", "/tmp/qvvisa-"}) std::filesystem::remove_all(place + user);
   }
 
 private:
