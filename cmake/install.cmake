@@ -31,6 +31,9 @@ function(qvvisa_install_man_page template)
   install(FILES ${generated_dir}/${page}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 endfunction()
 
+# Builds what is installed, and nothing else.
+add_custom_target(qvvisa_installed DEPENDS QVvisa_32 QVvisa_std)
+
 if(TARGET qvvisa)
   # The tool finds the library beside it, unless the system finds it by itself.
   if(NOT CMAKE_INSTALL_FULL_LIBDIR IN_LIST CMAKE_CXX_IMPLICIT_LINK_DIRECTORIES)
@@ -38,8 +41,10 @@ if(TARGET qvvisa)
     set_target_properties(qvvisa PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}")
   endif()
   install(TARGETS qvvisa COMPONENT tools)
+  add_dependencies(qvvisa_installed qvvisa)
 endif()
 if(TARGET qvvisa-sim)
   install(TARGETS qvvisa-sim COMPONENT tools)
+  add_dependencies(qvvisa_installed qvvisa-sim)
   qvvisa_install_man_page(sim/qvvisa-sim.1.in)
 endif()

@@ -5,6 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+cmake --build "$1" --target qvvisa_installed >/dev/null
 cmake --install "$1" --prefix "$work/installed" >/dev/null
 # An installed tree may be moved.
 prefix=$work/prefix
