@@ -57,7 +57,8 @@ char* __wrap_getenv(const char* name) {
   return environment.hasLevel && prefixed == name ? environment.level.data() : nullptr;
 }
 FILE* __wrap_fopen(const char* path, const char* mode) {
-  if (!isRunning) return __real_fopen(path, mode);
+  // The input of a finding is written in the middle of an execution.
+  if (!isRunning || std::string_view(mode) != "we") return __real_fopen(path, mode);
   environment.opened = path;
   if (environment.path.ends_with('!')) return nullptr;
   return fopencookie(nullptr, "w", {nullptr, take, nullptr, nullptr});
@@ -69,7 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   FuzzedDataProvider input(data, size);
   environment.hasPath = input.ConsumeBool();
   environment.hasLevel = input.ConsumeBool();
-  environment.variable = input.ConsumeBool() ? "QVVISA_LOGFILE" : text(input, 300);
+  environment.variable = input.ConsumeBool() ? "QVVISA_LOGFILE" : text(input, OS_MAX_PATH);
   environment.level = text(input, 80);
   environment.path = text(input, 600);
   environment.written.clear();
