@@ -136,14 +136,6 @@ TEST_F(Lifecycle, NoMemoryForTheTableIsAFailedStart) {
   expectStart(VI_ERROR_ALLOC);
 }
 
-TEST_F(Lifecycle, ChecksItsArguments) {
-  PVOID status = nullptr;
-  EXPECT_FALSE(QVvisa_initLibrary(&g_InitOnce, nullptr, &status));
-  EXPECT_FALSE(QVvisa_initLibrary(&g_InitOnce, &gQVvisaInit, nullptr));
-  EXPECT_EQ(QVvisa_initWork(nullptr), VI_ERROR_INV_PARAMETER);
-  EXPECT_EQ(starts, 0);
-}
-
 TEST_F(Lifecycle, AStartInAnotherProcessHoldsThisOneUpAndItsDeathIsNotFinal) {
   Pipe isHeld;
   ChildProcess holder([&] {

@@ -127,26 +127,6 @@ TEST(Tokenizer, ReadsTokensValuesAndStrings) {
   EXPECT_EQ(list, nullptr);
 }
 
-TEST(Tokenizer, OperationsCheckTheirArguments) {
-  QVvisa_devList_t noEntries{};
-  char text[] = "5";
-  EXPECT_EQ(QVvisa_helperProcessPattern_BC(nullptr, 5, &noEntries), VI_SUCCESS);
-  EXPECT_EQ(QVvisa_helperProcessPattern_B(text, 1, nullptr), VI_ERROR_INV_OBJECT);
-  QVvisa_frTokenList_t* list = nullptr;
-  EXPECT_EQ(QVvisa_initFrTokenList(nullptr, 1), VI_ERROR_INV_PARAMETER);
-  EXPECT_EQ(QVvisa_initFrTokenList(&list, 0), VI_ERROR_INV_PARAMETER);
-  ASSERT_EQ(QVvisa_initFrTokenList(&list, 3), VI_SUCCESS);
-  uint8_t result = 0;
-  EXPECT_EQ(processTokens(nullptr, 0, 0, &result), VI_ERROR_INV_OBJECT);
-  EXPECT_EQ(processTokens(list, 0, 0, nullptr), VI_ERROR_INV_OBJECT);
-  QVvisa_frToken_t* token = nullptr;
-  EXPECT_EQ(findPrevNextToken(list, 1, &token, &token), VI_SUCCESS);
-  EXPECT_EQ(tokOperator(nullptr, token, token), VI_ERROR_INV_OBJECT);
-  EXPECT_EQ(tokExpOper(token, nullptr, token), VI_ERROR_INV_OBJECT);
-  EXPECT_EQ(tokNotOper(token, nullptr), VI_ERROR_INV_OBJECT);
-  QVvisa_closeFrTokenList(&list);
-}
-
 TEST(Tokenizer, ChecksClassesOfIds) {
   const auto members = [](int idClass) {
     std::vector<int> found;

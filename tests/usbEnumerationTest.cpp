@@ -38,11 +38,6 @@ TEST_F(UsbEnumeration, NothingToList) {
   bus.add(instrument()).descriptor.idVendor = 0x1234;
   bus.add(instrument("SN1", {}));
   EXPECT_EQ(enumerate(VI_ERROR_RSRC_NFOUND), Entries());
-  EXPECT_EQ(QVvisa_GetAllDevIntfUsb(nullptr), VI_ERROR_INV_PARAMETER);
-  QVvisa_usbDev_t* devices = nullptr;
-  EXPECT_EQ(QVvisa_initUsbDevList(nullptr, 1), VI_ERROR_INV_PARAMETER);
-  EXPECT_EQ(QVvisa_initUsbDevList(&devices, 0), VI_ERROR_INV_PARAMETER);
-  QVvisa_closeUsbDevList(&devices, 1);
 }
 
 TEST_F(UsbEnumeration, ADeviceThatFailsDropsOutAlone) {
