@@ -178,7 +178,7 @@ TEST_F(SerialSession, SetsWhatAnAttributeTakesAndRefusesTheRest) {
   const std::pair<ViAttr, std::vector<Attempt>> cases[] = {
       {VI_ATTR_IO_PROT, {{4, 4}, {0x10001, 1}, {5, 1, kNoState}}},
       {VI_ATTR_ASRL_BAUD, {{19200, 19200}, {0x80000000, 19200}}},
-      {VI_ATTR_ASRL_DATA_BITS, {{7, 7}, {9, 9, kFailed}, {0x80000000, 9, kFailed}}},
+      {VI_ATTR_ASRL_DATA_BITS, {{5, 5}, {8, 8}, {7, 7}, {9, 9, kFailed}, {0x80000000, 9, kFailed}}},
       {VI_ATTR_ASRL_PARITY, {{VI_ASRL_PAR_SPACE, 4}, {5, 4, kNoMode}, {0xFFFFFFFF, 4}}},
       {VI_ATTR_ASRL_STOP_BITS, {{20, 20}, {15, 15}, {2, 15, kNoMode}, {11, 15, kNoMode}}},
       {VI_ATTR_ASRL_END_IN, {{VI_ASRL_END_BREAK, 2, kNoMode}, {VI_ASRL_END_LAST_BIT, 1}}},
@@ -203,6 +203,8 @@ TEST_F(SerialSession, SetsWhatAnAttributeTakesAndRefusesTheRest) {
     EXPECT_EQ(set(attr, 0), VI_ERROR_ATTR_READONLY) << std::hex << attr;
   }
   EXPECT_EQ(set(VI_ATTR_ASRL_CONNECTED, 0), VI_ERROR_NSUP_ATTR);
+  ViUInt32 value = 0;
+  EXPECT_EQ(QV_viGetAttribute(vi_, VI_ATTR_ASRL_CONNECTED, &value), VI_ERROR_NSUP_ATTR);
 }
 
 TEST_F(SerialSession, TheTimeLimitGoesToBothDirectionsUnlessItsTopBitIsSet) {

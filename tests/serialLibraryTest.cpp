@@ -160,6 +160,18 @@ TEST_F(SerialDiscovery, PrintsADevicesProperties) {
                                "PhysicalDeviceObjectName (R)     10 B.REG_SZ: usbserial\n"
                                "Friendly Name                     1 B.unknown data type\n";
   EXPECT_EQ(testing::internal::GetCapturedStdout(), expected);
+  for (const auto& [type, printed] : {std::pair{REG_NONE, "REG_NONE"},
+                                      {REG_EXPAND_SZ, "REG_EXPAND_SZ: x"},
+                                      {REG_BINARY, "REG_BINARY"},
+                                      {REG_LINK, "REG_LINK: x"},
+                                      {REG_RESOURCE_LIST, "REG_RESOURCE_LIST"},
+                                      {REG_FULL_RESOURCE_DESCRIPTOR, "REG_FULL_RESOURCE_DESCRIPTOR"},
+                                      {REG_RESOURCE_REQUIREMENTS_LIST, "REG_RESOURCE_REQUIREMENTS_LIST"}}) {
+    deviceDatabase.devices[0].properties = {{SPDRP_MFG, {type, "x\0"s}}};
+    testing::internal::CaptureStdout();
+    qvh_SetupDiGetDevProperties(nullptr, &device);
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, " 2 B."s + printed + "\n", testing::internal::GetCapturedStdout());
+  }
 }
 
 TEST(SerialCriteria, MatchWhatAllFieldsOfARowFit) {
@@ -181,7 +193,9 @@ TEST(SerialCriteria, MatchWhatAllFieldsOfARowFit) {
   EXPECT_FALSE(match(3, nullptr, "USB Serial Port (COM3)", nullptr));
   EXPECT_FALSE(match(4, nullptr, nullptr, "Adapters Ltd"));
   EXPECT_FALSE(match(3, nullptr, nullptr, "Adapters"));
-  EXPECT_EQ(table->disCon, QVLS_ONLY_CONNECTED);
+  int filter = 77;
+  EXPECT_EQ(qvls_GetPortPresentSrchCrit(table, &filter), QVLS_SUCCESS);
+  EXPECT_EQ(filter, QVLS_ONLY_CONNECTED);
   // Texts that fill their field are compared within it, and behind the last row nothing may be read.
   const std::string full(64, 'x');
   for (char* text : {port.service, port.manufName}) full.copy(text, 63);
@@ -357,9 +371,16 @@ TEST(SerialHelper, JoinsMultiStrings) {
 TEST(SerialTexts, NameStatusesAndCodes) {
   EXPECT_STREQ(qvls_GetErrMsg(nullptr, QVLS_ERR_WINDOWS), "Unknown error caused by system call");
   EXPECT_STREQ(qvls_GetErrMsg(nullptr, QVLS_ERR_GROUP), "unkown libserial error");
-  EXPECT_STREQ(qvls_HelperPrintParity(4), "space parity");
-  EXPECT_STREQ(qvls_HelperStopBits(10), "wrony stop bits code");
-  EXPECT_STREQ(qvls_HelperCtsFlow(-1), "CTS handshake enabled");
+  for (const auto& [text, expected] : {std::pair{qvls_HelperPrintParity(4), "space parity"},
+                                       {qvls_HelperStopBits(10), "wrony stop bits code"},
+                                       {qvls_HelperRtsControl(RTS_CONTROL_TOGGLE), "RTS enabled while sending"},
+                                       {qvls_HelperDtrControl(3), "wrony DTR control code"},
+                                       {qvls_HelperCtsFlow(-1), "CTS handshake enabled"},
+                                       {qvls_HelperCtsFlow(0), "CTS handshake disabled"},
+                                       {qvls_HelperDrsFlow(1), "DRS handshake enabled"},
+                                       {qvls_HelperDrsFlow(0), "DRS handshake disabled"}}) {
+    EXPECT_STREQ(text, expected);
+  }
   DCB dcb = {};
   dcb.Parity = EVENPARITY;
   dcb.BaudRate = 4294967295U;

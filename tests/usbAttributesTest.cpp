@@ -119,6 +119,7 @@ TEST_F(UsbAttributes, Set) {
               {true, VI_ATTR_USB_BULK_IN_PIPE, 0x84, kNoAccess, "0086"},
               {true, VI_ATTR_USB_BULK_IN_PIPE, 0xFF82, kNoAccess, "0086"},
               {true, VI_ATTR_USB_BULK_OUT_PIPE, 0x82, VI_SUCCESS, "0082"},
+              {true, VI_ATTR_USB_BULK_OUT_PIPE, 0x01, VI_SUCCESS, "0001"},
               {true, VI_ATTR_USB_INTR_IN_PIPE, 0x82, kNoAccess, "0084"},
               {true, QV_ATTR_USB_INTR_OUT_PIPE, 0x84, VI_SUCCESS, "0084"}};
   for (bool raw : {false, true}) {
