@@ -84,7 +84,8 @@ TEST(Arguments, OfSessions) {
   expectAll(VI_ERROR_INV_PARAMETER,
             {QVvisa_initAsrlDevListElem(nullptr), QVvisa_initTCPIPDevListElem(nullptr),
              QVvisa_initUsbDevListElem(nullptr), QVvisa_initDevListElem(nullptr), QVvisa_initFindListElem(nullptr),
-             QVvisa_initWork(nullptr), QVvisa_OpenHelperParseNameAsrl(nullptr, &asrl),
+             QVvisa_initWork(nullptr), QVvisa_OpenHelperParseName(nullptr, &device),
+             QVvisa_OpenHelperParseName(name, nullptr), QVvisa_OpenHelperParseNameAsrl(nullptr, &asrl),
              QVvisa_OpenHelperParseNameAsrl(name, nullptr), QVvisa_OpenHelperParseNameTCPIP(nullptr, &tcpip),
              QVvisa_OpenHelperParseNameTCPIP(lanName, nullptr), QVvisa_OpenHelperParseNameTCPIP_Socket(nullptr, &tcpip),
              QVvisa_OpenHelperParseNameTCPIP_Socket("1", nullptr), QVvisa_OpenHelperParseNameUsb(nullptr, &usb)});
@@ -94,7 +95,11 @@ TEST(Arguments, OfSessions) {
              QVvisa_OpenHelperTestOneAsrlDev(nullptr, &port), QVvisa_OpenHelperTestOneAsrlDev(&asrl, nullptr),
              QV_viOpenHelperTestOneUsbDev(nullptr, nullptr), QV_viOpenHelperTestOneUsbDev(&usb, nullptr),
              QVvisa_OpenHelperOpenDevClaimIntf(nullptr, nullptr, 0), QVvisa_AddHandleDevice(nullptr, &vi),
-             QVvisa_AddHandleFindList(nullptr, &vi)});
+             QVvisa_AddHandleFindList(nullptr, &vi), QVvisa_OpenHelperFindOpenDev(nullptr),
+             QVvisa_GetTypeIdxOfSession(0, nullptr, nullptr, nullptr)});
+  expectAll(VI_ERROR_NSUP_ATTR, {QVvisa_GetAttributeFromDevice(&device, VI_ATTR_TERMCHAR, &byte),
+                                 QVvisa_SetAttributeToDevice(&device, VI_ATTR_TERMCHAR, 0)});
+  EXPECT_EQ(QVvisa_GetAttributeFromDevice(&device, VI_ATTR_TERMCHAR, nullptr), VI_SUCCESS);
   expectAll(VI_ERROR_INV_OBJECT,
             {QVvisa_AsrlRead(nullptr, &byte, 1, nullptr), QVvisa_AsrlRead(&asrl, nullptr, 1, nullptr),
              QVvisa_AsrlWrite(nullptr, &byte, 1, nullptr), QVvisa_AsrlWrite(&asrl, nullptr, 1, nullptr),
@@ -151,7 +156,15 @@ TEST(Arguments, OfSearches) {
   EXPECT_EQ(findPrevNextToken(tokens, 1, &token, &token), VI_SUCCESS);
   expectAll(VI_ERROR_INV_OBJECT,
             {processTokens(nullptr, 0, 0, &result), processTokens(tokens, 0, 0, nullptr),
-             tokOperator(nullptr, token, token), tokExpOper(token, nullptr, token), tokNotOper(token, nullptr)});
+             tokOperator(nullptr, token, token), tokOperator(token, nullptr, token), tokOperator(token, token, nullptr),
+             tokExpOper(nullptr, token, token), tokExpOper(token, nullptr, token), tokExpOper(token, token, nullptr),
+             tokNotOper(nullptr, token), tokNotOper(token, nullptr), findPrevNextToken(nullptr, 1, &token, &token),
+             findPrevNextToken(tokens, 1, nullptr, &token), findPrevNextToken(tokens, 1, &token, nullptr),
+             findNextToken(nullptr, 0, &token), findNextToken(tokens, 0, nullptr)});
+  expectAll(VI_ERROR_INV_EXPR,
+            {findPrevNextToken(tokens, 0, &token, &token), findPrevNextToken(tokens, 2, &token, &token),
+             findNextToken(tokens, -1, &token), findNextToken(tokens, 2, &token)});
+  initTokens(nullptr);
   QVvisa_closeFrTokenList(&tokens);
   QVvisa_closeUsbDevList(&devices, 1);
   QVvisa_closeDevIntfListElemUsb(nullptr);

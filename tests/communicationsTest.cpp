@@ -150,6 +150,18 @@ TEST_F(Communications, OpensByItsNameOnly) {
   for (const char* name : {"COM7", R"(\\.\COM)", R"(\\.\COM7x)", R"(\\.\COM999)", R"(\\.\COM99999999999)"}) {
     EXPECT_TRUE(openPort(name) == INVALID_HANDLE_VALUE && OS_getLastError() == ENOENT) << name;
   }
+  const DWORD access = GENERIC_READ | GENERIC_WRITE;
+  auto* const security = reinterpret_cast<SECURITY_ATTRIBUTES*>(this);
+  const char* const port = R"(\\.\COM7)";
+  for (const HANDLE opened : {CreateFileA(port, GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr),
+                              CreateFileA(port, access, 1, nullptr, OPEN_EXISTING, 0, nullptr),
+                              CreateFileA(port, access, 0, security, OPEN_EXISTING, 0, nullptr),
+                              CreateFileA(port, access, 0, nullptr, OPEN_EXISTING + 1, 0, nullptr),
+                              CreateFileA(port, access, 0, nullptr, OPEN_EXISTING, 1, nullptr),
+                              CreateFileA(port, access, 0, nullptr, OPEN_EXISTING, 0, port_)}) {
+    EXPECT_EQ(opened, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(OS_getLastError(), EINVAL);
+  }
   setenv("QVVISA_SERIAL_PORTS", "7=/dev/null", 1);
   EXPECT_TRUE(openPort() == INVALID_HANDLE_VALUE && OS_getLastError() == ENOTTY);
 }
@@ -358,6 +370,10 @@ TEST_F(Communications, ImpossibleSettingsAreRefused) {
       [](DCB& dcb) { dcb.fRtsControl = RTS_CONTROL_HANDSHAKE; },
       [](DCB& dcb) { dcb.fOutxCtsFlow = 1; },
       [](DCB& dcb) { dcb.fNull = 1; },
+      [](DCB& dcb) { dcb.fBinary = 0; },
+      [](DCB& dcb) { dcb.fDsrSensitivity = 1; },
+      [](DCB& dcb) { dcb.fErrorChar = 1; },
+      [](DCB& dcb) { dcb.fAbortOnError = 1; },
   };
   open(&line_);
   for (const auto& change : changes) EXPECT_TRUE(isRefused(change)) << &change - changes;

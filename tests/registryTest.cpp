@@ -140,7 +140,7 @@ TEST_F(Registry, AnOpenUnderWayPutsTheCloseOfTheLibraryOff) {
   EXPECT_FALSE(late.isUp());
 }
 
-TEST(Records, AResultArrayEndsInANullAndMayBeClosedTwice) {
+TEST(Records, AreMadeAndClosedAndAnArrayEndsInANull) {
   QVvisa_findListUsb_result_t** array = nullptr;
   ASSERT_EQ(QVvisa_initFindResultListArrUsb(&array, 2), VI_SUCCESS);
   for (int i = 0; i <= 2; ++i) EXPECT_EQ(array[i], nullptr);
@@ -148,6 +148,13 @@ TEST(Records, AResultArrayEndsInANullAndMayBeClosedTwice) {
     QVvisa_closeFindResultListArrUsb(&array);
     EXPECT_EQ(array, nullptr);
   }
+  QVvisa_findListUsb_result_t* usb = nullptr;
+  QVvisa_findListAsrl_result_t* asrl = nullptr;
+  EXPECT_TRUE(QVvisa_initFindResultListElemUsb(&usb) == VI_SUCCESS && usb);
+  EXPECT_TRUE(QVvisa_initFindResultListElemAsrl(&asrl) == VI_SUCCESS && asrl);
+  QVvisa_closeFindResultListElemUsb(&usb);
+  QVvisa_closeFindResultListElemAsrl(&asrl);
+  EXPECT_TRUE(!usb && !asrl);
 }
 
 }  // namespace
