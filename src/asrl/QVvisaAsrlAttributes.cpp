@@ -1,43 +1,42 @@
 #include "QVvisaAsrlAttributes.h"
 
-#include "QVvisaAttributeValue.h"
-#include "QVvisaShared.h"
+#include "QVvisaAttributes.h"
 #include "fastLock.h"
 
-#include <algorithm>
 #include <cstdio>
-#include <iterator>
+
+using namespace attribute;
 
 namespace {
 
 using Device = QVvisa_asrl_device_t;
-using Getter = ViStatus (*)(Device&, ViAttr, void* attrValue);
-using Setter = ViStatus (*)(Device&, ViAttr, ViAttrState);
 
 /// Leaves a setting of the port as it is.
 constexpr int kUnchanged = -1;
 
+/// The library answers a value that isn't one of the attribute's with a VISA status, which passes untranslated.
+ViStatus framingStatus(qv_status status) {
+  return status == VI_ERROR_NSUP_MODE ? VI_ERROR_NSUP_MODE : libserial2QVvisaStatus(status);
+}
+
 // Reading
 
-template <auto Field>
-ViStatus field(Device& device, ViAttr, void* attrValue) {
-  return QVvisa_deliver(attrValue, loadShared(device.*Field));
-}
+/// The line settings that the port node holds.
+struct LineSettings {
+  int baudRate;
+  int dataBits;
+  int parity;
+  int stopBits;
+};
 
-template <auto Value>
-ViStatus constant(Device&, ViAttr, void* attrValue) {
-  return QVvisa_deliver(attrValue, Value);
-}
-
-/// A line setting that the port node holds: 0 baud rate, 1 data bits, 2 parity, 3 stop bits.
-template <typename Value, int Setting>
+/// Reads one of them. A code that isn't one of the attribute's fails for the setting that has it alone.
+template <typename Value, int LineSettings::*Setting>
 ViStatus portMode(Device& device, ViAttr, void* attrValue) {
-  int value = 0;
-  int* results[4] = {};
-  results[Setting] = &value;
-  const qv_status status = qvls_GetPortMode(device.asrlDev, results[0], results[1], results[2], results[3]);
-  if (status == VI_ERROR_NSUP_MODE) return VI_ERROR_NSUP_MODE;
-  return status == QVLS_SUCCESS ? QVvisa_deliver(attrValue, static_cast<Value>(value)) : libserial2QVvisaStatus(status);
+  LineSettings line = {};
+  const auto wanted = [&](int& setting) { return &setting == &(line.*Setting) ? &setting : nullptr; };
+  const qv_status status = qvls_GetPortMode(device.asrlDev, wanted(line.baudRate), wanted(line.dataBits),
+                                            wanted(line.parity), wanted(line.stopBits));
+  return status == QVLS_SUCCESS ? QVvisa_deliver(attrValue, static_cast<Value>(line.*Setting)) : framingStatus(status);
 }
 
 /// An attribute that the serial port library knows under the same number, turned into what the caller gets.
@@ -76,39 +75,7 @@ ViStatus interfaceName(Device& device, ViAttr, void* attrValue) {
   return QVvisa_deliverText(attrValue, text);
 }
 
-ViStatus notReadable(Device&, ViAttr, void*) {
-  return VI_ERROR_NSUP_ATTR;
-}
-
 // Setting
-
-ViStatus readOnly(Device&, ViAttr, ViAttrState) {
-  return VI_ERROR_ATTR_READONLY;
-}
-
-ViStatus notSettable(Device&, ViAttr, ViAttrState) {
-  return VI_ERROR_NSUP_ATTR;
-}
-
-template <auto Field>
-ViStatus storeByte(Device& device, ViAttr, ViAttrState value) {
-  storeShared(device.*Field, static_cast<ViUInt8>(value));
-  return VI_SUCCESS;
-}
-
-template <auto Field>
-ViStatus storeBoolean(Device& device, ViAttr, ViAttrState value) {
-  storeShared(device.*Field, value ? VI_TRUE : VI_FALSE);
-  return VI_SUCCESS;
-}
-
-/// Stores a value up to the largest of the attribute's.
-template <auto Field, ViAttrState Largest>
-ViStatus storeUpTo(Device& device, ViAttr, ViAttrState value) {
-  if (value > Largest) return VI_ERROR_NSUP_MODE;
-  storeShared(device.*Field, static_cast<ViUInt16>(value));
-  return VI_SUCCESS;
-}
 
 /// Only the low 16 bits count here.
 ViStatus setDiscardNull(Device& device, ViAttr, ViAttrState value) {
@@ -152,11 +119,6 @@ ViStatus setDataBits(Device& device, ViAttr, ViAttrState value) {
   if (value < 5 || value > 8) return VI_ERROR_SYSTEM_ERROR;
   storeShared(device.termCharMask, static_cast<ViUInt8>(1U << (value - 1)));
   return VI_SUCCESS;
-}
-
-/// The library answers a value that isn't one of the attribute's with a VISA status, which passes untranslated.
-ViStatus framingStatus(qv_status status) {
-  return status == VI_ERROR_NSUP_MODE ? VI_ERROR_NSUP_MODE : libserial2QVvisaStatus(status);
 }
 
 ViStatus setParity(Device& device, ViAttr, ViAttrState value) {
@@ -205,20 +167,14 @@ ViStatus setAllowTransmit(Device& device, ViAttr name, ViAttrState value) {
   return setPortAttribute(device, name, isAllowed);
 }
 
-struct Attribute {
-  ViAttr name;
-  Getter get;
-  Setter set;
-};
-
-constexpr Attribute kAttributes[] = {
+constexpr QVvisa_attribute_t<Device> kAttributes[] = {
     {VI_ATTR_INTF_TYPE, constant<ViUInt16{VI_INTF_ASRL}>, readOnly},
     {VI_ATTR_TMO_VALUE, field<&Device::asrlTimo_ms>, setTimeout},
     {VI_ATTR_IO_PROT, field<&Device::asrlIoProt>, setProtocol},
-    {VI_ATTR_ASRL_BAUD, portMode<ViUInt32, 0>, setBaudRate},
-    {VI_ATTR_ASRL_DATA_BITS, portMode<ViUInt16, 1>, setDataBits},
-    {VI_ATTR_ASRL_PARITY, portMode<ViUInt16, 2>, setParity},
-    {VI_ATTR_ASRL_STOP_BITS, portMode<ViUInt16, 3>, setStopBits},
+    {VI_ATTR_ASRL_BAUD, portMode<ViUInt32, &LineSettings::baudRate>, setBaudRate},
+    {VI_ATTR_ASRL_DATA_BITS, portMode<ViUInt16, &LineSettings::dataBits>, setDataBits},
+    {VI_ATTR_ASRL_PARITY, portMode<ViUInt16, &LineSettings::parity>, setParity},
+    {VI_ATTR_ASRL_STOP_BITS, portMode<ViUInt16, &LineSettings::stopBits>, setStopBits},
     {VI_ATTR_ASRL_FLOW_CNTRL, field<&Device::asrlFlowCtrl>, setFlowControl},
     {VI_ATTR_ASRL_AVAIL_NUM, portAttribute<count>, readOnly},
     {VI_ATTR_ASRL_CTS_STATE, portAttribute<inputLine>, readOnly},
@@ -229,38 +185,30 @@ constexpr Attribute kAttributes[] = {
     {VI_ATTR_ASRL_RTS_STATE, portAttribute<outputLine>, setRts},
     {VI_ATTR_ASRL_END_IN, field<&Device::asrlEndIn>, storeUpTo<&Device::asrlEndIn, VI_ASRL_END_TERMCHAR>},
     {VI_ATTR_ASRL_END_OUT, field<&Device::asrlEndOut>, storeUpTo<&Device::asrlEndOut, VI_ASRL_END_BREAK>},
-    {VI_ATTR_ASRL_REPLACE_CHAR, field<&Device::asrlReplChar>, storeByte<&Device::asrlReplChar>},
+    {VI_ATTR_ASRL_REPLACE_CHAR, field<&Device::asrlReplChar>, store<&Device::asrlReplChar>},
     {VI_ATTR_ASRL_XON_CHAR, portAttribute<character>, setPortCharacter},
     {VI_ATTR_ASRL_XOFF_CHAR, portAttribute<character>, setPortCharacter},
     {VI_ATTR_ASRL_DISCARD_NULL, field<&Device::asrlDiscNul>, setDiscardNull},
-    {VI_ATTR_ASRL_CONNECTED, notReadable, notSettable},
-    {VI_ATTR_ASRL_BREAK_STATE, notReadable, setLine},
+    {VI_ATTR_ASRL_CONNECTED, notHere, notHere},
+    {VI_ATTR_ASRL_BREAK_STATE, notHere, setLine},
     {VI_ATTR_ASRL_BREAK_LEN, field<&Device::asrlBreakLen>, setBreakLength},
     {VI_ATTR_ASRL_ALLOW_TRANSMIT, portAttribute<truth>, setAllowTransmit},
     {VI_ATTR_ASRL_WIRE_MODE, constant<ViInt16{VI_ASRL_WIRE_232_DTE}>, readOnly},
-    {VI_ATTR_TERMCHAR, field<&Device::termChar>, storeByte<&Device::termChar>},
+    {VI_ATTR_TERMCHAR, field<&Device::termChar>, store<&Device::termChar>},
     {VI_ATTR_TERMCHAR_EN, field<&Device::termCharEna>, storeBoolean<&Device::termCharEna>},
     {VI_ATTR_SUPPRESS_END_EN, field<&Device::suppressEndEna>, storeBoolean<&Device::suppressEndEna>},
     {VI_ATTR_SEND_END_EN, field<&Device::sendEndEna>, storeBoolean<&Device::sendEndEna>},
     {VI_ATTR_INTF_INST_NAME, interfaceName, readOnly},
 };
 
-const Attribute* find(ViAttr name) {
-  const auto* row = std::find_if(std::begin(kAttributes), std::end(kAttributes),
-                                 [&](const Attribute& attribute) { return attribute.name == name; });
-  return row == std::end(kAttributes) ? nullptr : row;
-}
-
 }  // namespace
 
 ViStatus QVvisa_AsrlGetAttribute(QVvisa_asrl_device_t* pqvlsDev, ViAttr attrName, void* attrValue) {
   if (!pqvlsDev || !attrValue) return VI_ERROR_INV_OBJECT;
-  const Attribute* attribute = find(attrName);
-  return attribute ? attribute->get(*pqvlsDev, attrName, attrValue) : VI_ERROR_NSUP_ATTR;
+  return QVvisa_getAttribute(kAttributes, *pqvlsDev, attrName, attrValue);
 }
 
 ViStatus QVvisa_AsrlSetAttribute(QVvisa_asrl_device_t* pqvlsDev, ViAttr attrName, ViAttrState attrValue) {
   if (!pqvlsDev) return VI_ERROR_INV_OBJECT;
-  const Attribute* attribute = find(attrName);
-  return attribute ? attribute->set(*pqvlsDev, attrName, attrValue) : VI_ERROR_NSUP_ATTR;
+  return QVvisa_setAttribute(kAttributes, *pqvlsDev, attrName, attrValue);
 }

@@ -1,6 +1,7 @@
 #include "QVvisaInterfaces.h"
 
 #include "DebugMalloc.h"
+#include "QVvisaDefaults.h"
 
 #include <climits>
 
@@ -50,8 +51,6 @@ ViStatus growList(List** list, int size, const Fields<List, Entry>& fields, cons
   return VI_SUCCESS;
 }
 
-constexpr int kDefaultBaudRate = 115200;
-
 }  // namespace
 
 ViStatus QVvisa_reInitDevIntfListUsb(QVvisa_devIntfListUsb_t** ppdilUsb, int size) {
@@ -63,7 +62,7 @@ void QVvisa_closeDevIntfListElemUsb(QVvisa_devIntfListUsb_t** ppdilUsb) {
 }
 
 ViStatus QVvisa_reInitDevIntfListAsrl(QVvisa_devIntfListAsrl_t** ppdilAsrl, int size) {
-  return growList(ppdilAsrl, size, kAsrl, QVvisa_devIntfAsrl_t{-1, 0, 0, kDefaultBaudRate, 0, 0, 0});
+  return growList(ppdilAsrl, size, kAsrl, QVvisa_devIntfAsrl_t{-1, 0, 0, QVVISA_DEFAULT_BAUD_RATE, 0, 0, 0});
 }
 
 void QVvisa_closeDevIntfListElemAsrl(QVvisa_devIntfListAsrl_t** ppdilAsrl) {

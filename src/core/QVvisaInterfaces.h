@@ -83,7 +83,7 @@ QVVISA_API ViStatus QVvisa_reInitDevIntfListUsb(QVvisa_devIntfListUsb_t** ppdilU
 /// Frees a list and nulls the pointer; does nothing for null.
 QVVISA_API void QVvisa_closeDevIntfListElemUsb(QVvisa_devIntfListUsb_t** ppdilUsb);
 
-/// As QVvisa_reInitDevIntfListUsb; a new entry has `comPort` -1, `baudRate` 115200 and the rest 0.
+/// As QVvisa_reInitDevIntfListUsb; a new entry has `comPort` -1, `baudRate` QVVISA_DEFAULT_BAUD_RATE and the rest 0.
 QVVISA_API ViStatus QVvisa_reInitDevIntfListAsrl(QVvisa_devIntfListAsrl_t** ppdilAsrl, int size);
 /// Frees a list and nulls the pointer; does nothing for null.
 QVVISA_API void QVvisa_closeDevIntfListElemAsrl(QVvisa_devIntfListAsrl_t** ppdilAsrl);

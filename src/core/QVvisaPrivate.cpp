@@ -1,49 +1,34 @@
 #include "QVvisaPrivate.h"
 
-#include "QVvisaAttributeValue.h"
+#include "QVvisaAttributes.h"
+#include "QVvisaDefaults.h"
 #include "QVvisaLock.h"
 
-#include <atomic>
+using namespace attribute;
 
 namespace {
 
-ViStatus getCommonAttribute(QVvisa_device_t* pdev, ViAttr attrName, void* attrValue) {
-  switch (attrName) {
-  case VI_ATTR_RM_SESSION:
-    return QVvisa_deliver<ViSession>(attrValue, QV_DEFAULT_RM_SESSION_HANDLE);
-  case VI_ATTR_RSRC_LOCK_STATE:
-    return QVvisa_deliver<ViAccessMode>(attrValue, pdev->mode);
-  case VI_ATTR_USER_DATA_32:
-    return QVvisa_deliver<ViAttrState>(attrValue,
-                                       std::atomic_ref<ViAttrState>(pdev->userData).load(std::memory_order_relaxed));
-  case QV_ATTR_BUILD_DATE_TIME:
-    return QVvisa_deliverText(attrValue, QVvisaBuild);
-  case VI_ATTR_RSRC_MANF_NAME:
-    return QVvisa_deliverText(attrValue, "KESTRIX");
-  case VI_ATTR_RSRC_MANF_ID:
-    return QVvisa_deliver<ViUInt16>(attrValue, 0x7C5A);
-  default:
-    return VI_ERROR_NSUP_ATTR;
-  }
+using Device = QVvisa_device_t;
+
+ViStatus buildStamp(Device&, ViAttr, void* attrValue) {
+  return QVvisa_deliverText(attrValue, QVvisaBuild);
 }
 
-ViStatus setCommonAttribute(QVvisa_device_t* pdev, ViAttr attrName, ViAttrState attrValue) {
-  switch (attrName) {
-  case VI_ATTR_USER_DATA_32:
-    std::atomic_ref<ViAttrState>(pdev->userData).store(attrValue, std::memory_order_relaxed);
-    return VI_SUCCESS;
-  case VI_ATTR_RM_SESSION:
-  case VI_ATTR_RSRC_LOCK_STATE:
-  case QV_ATTR_BUILD_DATE_TIME:
-  case VI_ATTR_RSRC_MANF_NAME:
-  case VI_ATTR_RSRC_MANF_ID:
-  case VI_ATTR_INTF_INST_NAME:
-  case VI_ATTR_INTF_TYPE:
-    return VI_ERROR_ATTR_READONLY;
-  default:
-    return VI_ERROR_NSUP_ATTR;
-  }
+ViStatus manufacturer(Device&, ViAttr, void* attrValue) {
+  return QVvisa_deliverText(attrValue, "KESTRIX");
 }
+
+/// The attributes that a bus leaves to all.
+constexpr QVvisa_attribute_t<Device> kCommonAttributes[] = {
+    {VI_ATTR_RM_SESSION, constant<QV_DEFAULT_RM_SESSION_HANDLE>, readOnly},
+    {VI_ATTR_RSRC_LOCK_STATE, field<&Device::mode>, readOnly},
+    {VI_ATTR_USER_DATA_32, field<&Device::userData>, store<&Device::userData>},
+    {QV_ATTR_BUILD_DATE_TIME, buildStamp, readOnly},
+    {VI_ATTR_RSRC_MANF_NAME, manufacturer, readOnly},
+    {VI_ATTR_RSRC_MANF_ID, constant<ViUInt16{QVVISA_VENDOR_ID}>, readOnly},
+    {VI_ATTR_INTF_INST_NAME, notHere, readOnly},
+    {VI_ATTR_INTF_TYPE, notHere, readOnly},
+};
 
 }  // namespace
 
@@ -77,15 +62,17 @@ int QVvisa_GetDeviceType(QVvisa_device_t* pdev) {
 
 ViStatus QVvisa_GetAttributeFromDevice(QVvisa_device_t* pdev, ViAttr attrName, void* attrValue) {
   if (!attrValue) return VI_SUCCESS;
+  if (!pdev) return VI_ERROR_NSUP_ATTR;
   const QVvisa_backend_t* backend = QVvisa_backendOf(pdev);
   const ViStatus status = backend ? backend->getAttribute(pdev, attrName, attrValue) : VI_ERROR_NSUP_ATTR;
-  return status == VI_ERROR_NSUP_ATTR ? getCommonAttribute(pdev, attrName, attrValue) : status;
+  return status == VI_ERROR_NSUP_ATTR ? QVvisa_getAttribute(kCommonAttributes, *pdev, attrName, attrValue) : status;
 }
 
 ViStatus QVvisa_SetAttributeToDevice(QVvisa_device_t* pdev, ViAttr attrName, ViAttrState attrValue) {
+  if (!pdev) return VI_ERROR_NSUP_ATTR;
   const QVvisa_backend_t* backend = QVvisa_backendOf(pdev);
   const ViStatus status = backend ? backend->setAttribute(pdev, attrName, attrValue) : VI_ERROR_NSUP_ATTR;
-  return status == VI_ERROR_NSUP_ATTR ? setCommonAttribute(pdev, attrName, attrValue) : status;
+  return status == VI_ERROR_NSUP_ATTR ? QVvisa_setAttribute(kCommonAttributes, *pdev, attrName, attrValue) : status;
 }
 
 ViStatus QVvisa_GetAttributeFromFindlist(QVvisa_findList_t*, ViAttr, void*) {

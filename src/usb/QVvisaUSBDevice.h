@@ -1,6 +1,7 @@
 /// The record of one USB session, and the few steps that every unit of the USB backend takes on it.
 #pragma once
 
+#include "QVvisaDefaults.h"
 #include "QVvisaLibusb.h"
 #include "QVvisaShared.h"
 
@@ -54,7 +55,7 @@ struct QVvisa_usb_device_t {
   ViBoolean suppressEndEna = VI_FALSE;
   ViBoolean sendEndEna = VI_TRUE;
   ViUInt8 termChar = '\n';
-  ViUInt32 baudrate = 115200;
+  ViUInt32 baudrate = QVVISA_DEFAULT_BAUD_RATE;
   uint8_t usedBulkInEP = QVVISA_UNUSED_EP;  ///< position in `ep` of the endpoint in use, or QVVISA_UNUSED_EP
   uint8_t usedBulkOutEP = QVVISA_UNUSED_EP;
   uint8_t usedIntInEP = QVVISA_UNUSED_EP;

@@ -1,13 +1,13 @@
 #include "QVvisaUSBEnumeration.h"
 
 #include "DebugMalloc.h"
+#include "QVvisaDefaults.h"
 
 #include <algorithm>
 #include <cstring>
 
 namespace {
 
-constexpr uint16_t kListedVendor = 0x7C5A;
 constexpr int kSerialSize = sizeof QVvisa_devIntfUsb_t::sn;
 
 /// The devices of one enumeration, for the length of a block.
@@ -33,7 +33,7 @@ private:
 /// Whether a device is to be listed; fills in its descriptors.
 bool examine(libusb_device* device, QVvisa_usbDev_t& entry) {
   return libusb_get_device_descriptor(device, &entry.DevDesc) == LIBUSB_SUCCESS &&
-         entry.DevDesc.bDeviceClass == LIBUSB_CLASS_PER_INTERFACE && entry.DevDesc.idVendor == kListedVendor &&
+         entry.DevDesc.bDeviceClass == LIBUSB_CLASS_PER_INTERFACE && entry.DevDesc.idVendor == QVVISA_VENDOR_ID &&
          libusb_get_active_config_descriptor(device, &entry.pConfDesc) == LIBUSB_SUCCESS;
 }
 

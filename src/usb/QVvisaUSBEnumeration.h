@@ -13,8 +13,8 @@ struct QVvisa_usbDev_t {
   libusb_config_descriptor* pConfDesc;  ///< its active configuration or null; owned
 };
 
-/// Lists the interfaces of the devices of vendor 0x7C5A that leave their class to the interfaces, one entry per
-/// interface and a device's entries together. A device whose descriptors can't be read drops out; one whose serial
+/// Lists the interfaces of the devices of vendor QVVISA_VENDOR_ID that leave their class to the interfaces, one entry
+/// per interface and a device's entries together. A device whose descriptors can't be read drops out; one whose serial
 /// number can't be read has an empty one. Nothing is claimed, and each device is open only while its serial number is
 /// read.
 /// @param ppdil  an empty list, null as a rule, which grows; the caller frees it. Untouched when nothing is listed

@@ -9,33 +9,23 @@ namespace {
 
 constexpr std::string_view kHexPrefix = "0x";
 
-/// Moves `rest` behind the next `mark`; false if there is none.
-bool skipPast(std::string_view& rest, std::string_view mark) {
-  const size_t at = rest.find(mark);
-  if (at == std::string_view::npos) return false;
-  rest.remove_prefix(at + mark.size());
-  return true;
-}
-
-/// A vendor or product ID: the field up to the next separator, cut to its low 16 bits.
-std::optional<uint16_t> id(std::string_view rest) {
-  const std::string_view field = rest.substr(0, rest.find(QVVISA_OPEN_PATTERN_SEP));
-  if (std::string_view digits = field; skipPast(digits, kHexPrefix)) {
-    const auto value = QVvisa_leadingNumber<uint32_t>(digits, 16);
+/// A vendor or product ID, cut to its low 16 bits.
+std::optional<uint16_t> id(std::string_view field) {
+  if (NameFields digits(field); digits.skipPast(kHexPrefix)) {
+    const auto value = QVvisa_leadingNumber<uint32_t>(digits.rest(), 16);
     return value ? std::optional(static_cast<uint16_t>(*value)) : std::nullopt;
   }
   const auto value = QVvisa_leadingInteger(field);
   return value ? std::optional(static_cast<uint16_t>(*value)) : std::nullopt;
 }
 
-bool readIds(std::string_view& rest, QVvisa_usb_device_t& device) {
+bool readIds(NameFields& name, QVvisa_usb_device_t& device) {
   for (uint16_t* target : {&device.vid, &device.pid}) {
-    if (!skipPast(rest, QVVISA_OPEN_PATTERN_SEP)) return false;
-    const auto value = id(rest);
-    if (!value) return false;
+    const auto value = id(name.next());
+    if (!value || !name.hasMore()) return false;
     *target = *value;
   }
-  return skipPast(rest, QVVISA_OPEN_PATTERN_SEP);
+  return true;
 }
 
 bool readSerial(std::string_view serial, QVvisa_usb_device_t& device) {
@@ -50,22 +40,21 @@ bool readClass(std::string_view rest, QVvisa_usb_device_t& device) {
 }
 
 /// What follows the serial number: a class, or an interface and a class.
-bool readInterfaceAndClass(std::string_view rest, QVvisa_usb_device_t& device) {
-  if (readClass(rest, device)) {
+bool readInterfaceAndClass(NameFields& name, QVvisa_usb_device_t& device) {
+  if (readClass(name.rest(), device)) {
     if (!device.isTMC) device.usedIntf = -1;
     return true;
   }
-  const auto interface = QVvisa_leadingInteger(rest);
+  const auto interface = QVvisa_leadingInteger(name.rest());
   if (!interface) return false;
   device.usedIntf = *interface;
-  return skipPast(rest, QVVISA_OPEN_PATTERN_SEP) && readClass(rest, device);
+  return name.skipPast(QVVISA_OPEN_PATTERN_SEP) && readClass(name.rest(), device);
 }
 
-bool parse(std::string_view rest, QVvisa_usb_device_t& device) {
-  if (!skipPast(rest, QVVISA_OPEN_PATTERN_USB) || !readIds(rest, device)) return false;
-  const std::string_view serial = rest.substr(0, rest.find(QVVISA_OPEN_PATTERN_SEP));
-  if (!readSerial(serial, device)) return false;
-  if (skipPast(rest, QVVISA_OPEN_PATTERN_SEP)) return readInterfaceAndClass(rest, device);
+bool parse(NameFields name, QVvisa_usb_device_t& device) {
+  if (!name.skipPast(QVVISA_OPEN_PATTERN_USB) || !name.skipPast(QVVISA_OPEN_PATTERN_SEP)) return false;
+  if (!readIds(name, device) || !readSerial(name.next(), device)) return false;
+  if (name.hasMore()) return readInterfaceAndClass(name, device);
   device.isTMC = 1;
   return true;
 }
@@ -75,5 +64,5 @@ bool parse(std::string_view rest, QVvisa_usb_device_t& device) {
 ViStatus QVvisa_OpenHelperParseNameUsb(char* name, QVvisa_usb_device_t* pUsbDev) {
   if (!name) return VI_ERROR_INV_PARAMETER;
   if (!pUsbDev) return VI_ERROR_INV_OBJECT;
-  return parse(name, *pUsbDev) ? VI_SUCCESS : VI_ERROR_INV_RSRC_NAME;
+  return parse(NameFields(name), *pUsbDev) ? VI_SUCCESS : VI_ERROR_INV_RSRC_NAME;
 }

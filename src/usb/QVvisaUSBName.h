@@ -1,7 +1,7 @@
 /// The grammar of USB resource names.
 #pragma once
 
-#include "QVvisaNamePatterns.h"
+#include "QVvisaNameFields.h"
 #include "QVvisaUSBDevice.h"
 
 extern "C" {
