@@ -13,23 +13,8 @@
 /// and tables of criteria must not be used from two threads at once.
 #pragma once
 
+#include "QVvisa.h"  // the standard's numbers of attributes, and its VI_ERROR_NSUP_MODE
 #include "qvls_helper.h"
-
-// The attributes of qvls_GetAttribute and qvls_SetAttribute have the standard's numbers, spelled as in the public
-// header, so that either header may come first.
-#ifndef VI_ATTR_ASRL_AVAIL_NUM
-#define VI_ATTR_ASRL_AVAIL_NUM (0x3FFF00ACU)
-#define VI_ATTR_ASRL_CTS_STATE (0x3FFF00AEU)
-#define VI_ATTR_ASRL_DCD_STATE (0x3FFF00AFU)
-#define VI_ATTR_ASRL_DSR_STATE (0x3FFF00B1U)
-#define VI_ATTR_ASRL_DTR_STATE (0x3FFF00B2U)
-#define VI_ATTR_ASRL_RI_STATE (0x3FFF00BFU)
-#define VI_ATTR_ASRL_RTS_STATE (0x3FFF00C0U)
-#define VI_ATTR_ASRL_XON_CHAR (0x3FFF00C1U)
-#define VI_ATTR_ASRL_XOFF_CHAR (0x3FFF00C2U)
-#define VI_ATTR_ASRL_BREAK_STATE (0x3FFF01BCU)
-#define VI_ATTR_ASRL_ALLOW_TRANSMIT (0x3FFF01BEU)
-#endif
 
 #define QVLS_APPTITLE "QVlibserial"
 #define QVLS_APPTITLE_LONG "QVlibserial - Kestrix RS232 library"

@@ -1,5 +1,7 @@
 #include "helper.h"
 
+#include "portsClass.h"
+
 #include <cerrno>
 #include <cinttypes>
 #include <climits>
@@ -8,8 +10,8 @@
 #include <cstdlib>
 #include <cstring>
 
-const GUID RS232GUID = {0x4D36E978, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
-const char rs232GuidStr[GUID_STR_SIZE] = "{4d36e978-e325-11ce-bfc1-08002be10318}";
+const GUID RS232GUID = PORTS_CLASS;
+const char rs232GuidStr[GUID_STR_SIZE] = PORTS_CLASS_TEXT;
 
 const setupDiDevProps_t devProps[7] = {
     {SPDRP_HARDWAREID, "HardwareID (R/W)                "},

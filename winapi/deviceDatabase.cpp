@@ -2,6 +2,7 @@
 
 #include "DebugMalloc.h"
 #include "osAbstraction.h"
+#include "portsClass.h"
 #include "privileges.h"
 
 #include <libudev.h>
@@ -24,9 +25,6 @@
 namespace {
 
 using std::string_view;
-
-constexpr GUID portsClass = {0x4D36E978, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
-constexpr char portsClassText[] = "{4d36e978-e325-11ce-bfc1-08002be10318}";
 
 /// One serial port. Its texts are cut to the sizes in which the serial port library reads them: there a text that is
 /// too long would cost the port its place in the list.
@@ -329,7 +327,7 @@ void nameByNumber(Port& port) {
   char number[24];
   snprintf(number, sizeof number, " (COM%d)", port.comPort);
   setText(port.friendlyName, {cutText(port.description, sizeof port.friendlyName - 1 - strlen(number)), number});
-  snprintf(port.driverKey, sizeof port.driverKey, "%s\\%04d", portsClassText, port.comPort);
+  snprintf(port.driverKey, sizeof port.driverKey, "%s\\%04d", PORTS_CLASS_TEXT, port.comPort);
 }
 
 /// The ports of this moment in the order of their numbers, or null with the last error set.
@@ -382,7 +380,7 @@ bool deliver(string_view value, void* buffer, DWORD size, DWORD* required) {
 }  // namespace
 
 HDEVINFO SetupDiGetClassDevsA(const GUID* classGuid, const char* enumerator, HWND parent, DWORD flags) {
-  const bool isPortsClass = classGuid != nullptr && memcmp(classGuid, &portsClass, sizeof portsClass) == 0;
+  const bool isPortsClass = classGuid != nullptr && memcmp(classGuid, &PORTS_CLASS, sizeof PORTS_CLASS) == 0;
   if (enumerator != nullptr || parent != nullptr) {
     OS_setLastError(EINVAL);
     return INVALID_HANDLE_VALUE;
@@ -398,7 +396,7 @@ BOOL SetupDiEnumDeviceInfo(HDEVINFO set, DWORD index, SP_DEVINFO_DATA* device) {
   device->Reserved = index;
   const Port* port = portOf(set, device);
   if (port == nullptr) return fail(ENOENT);
-  device->ClassGuid = portsClass;
+  device->ClassGuid = PORTS_CLASS;
   device->DevInst = static_cast<DWORD>(port->comPort);
   return TRUE;
 }
