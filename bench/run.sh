@@ -12,4 +12,7 @@ for program in build/release/bin/*Bench; do
   echo "== $name"
   "$program" "$@" || failed+=("$name")
 done
+echo "== pyvisaBench"
+build/release/bin/qvvisa-sim --tcp --serial -- /usr/bin/python3 -B bench/pyvisaBench.py build/release/lib/libQVvisa_std.so ||
+  failed+=(pyvisaBench)
 [ ${#failed[@]} -eq 0 ] || { echo "missed: ${failed[*]}" >&2; exit 1; }

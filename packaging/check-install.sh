@@ -27,6 +27,16 @@ export PKG_CONFIG_PATH=$libraries/pkgconfig
 "${compile[@]}" $(pkg-config --cflags --libs QVvisa)
 runs "KESTRIX,SIM-1" env LD_LIBRARY_PATH="$libraries" "$work/example"
 
+# The same under the standard's names, from C and from pyvisa. What a program prints is its own lines alone.
+gcc -std=c99 -pedantic -Wall -Wextra -Werror tests/std/standardProgram.c -o "$work/program" -I"$prefix/include" \
+  -L"$libraries" -lQVvisa_std
+LD_LIBRARY_PATH=$libraries "$prefix/bin/qvvisa-sim" --tcp --serial --usb -- "$work/program" 2>/dev/null
+"$prefix/bin/qvvisa-sim" --tcp -- /usr/bin/python3 -c '
+import os, sys, pyvisa
+manager = pyvisa.ResourceManager(sys.argv[1])
+print(manager.open_resource(os.environ["QVVISA_SIM_TCP"], read_termination="\n", write_termination="\n").query("*IDN?"))
+' "$libraries/libQVvisa_std.so" | diff <(echo KESTRIX,SIM-1,A1234,1.0) -
+
 cmake -G Ninja -S "$prefix/share/doc/QVvisa/examples" -B "$work/examples" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 cmake --build "$work/examples" >/dev/null
 runs "KESTRIX,SIM-1" "$work/examples/identify"

@@ -105,6 +105,11 @@ ViStatus waitingBytes(Instrument& instrument, void* value) {
   return status == VI_SUCCESS ? put(value, below + receivedCount(instrument)) : status;
 }
 
+template <auto Buffer>
+ViStatus bufferSize(Instrument& instrument, void* value) {
+  return put<ViUInt32>(value, (instrument.*Buffer).size);
+}
+
 ViStatus readOnly(Instrument&, ViUInt64) {
   return VI_ERROR_ATTR_READONLY;
 }
@@ -209,6 +214,8 @@ constexpr Attribute kAttributes[] = {
      keepOneOf<&Settings::readMode, VI_FLUSH_ON_ACCESS, VI_FLUSH_DISABLE>},
     {VI_ATTR_WR_BUF_OPER_MODE, kEvery, true, kept<ViUInt16, &Settings::writeMode>,
      keepOneOf<&Settings::writeMode, VI_FLUSH_ON_ACCESS, VI_FLUSH_WHEN_FULL>},
+    {VI_ATTR_RD_BUF_SIZE, kEvery, false, bufferSize<&Instrument::scanned>, readOnly},
+    {VI_ATTR_WR_BUF_SIZE, kEvery, false, bufferSize<&Instrument::printed>, readOnly},
     {VI_ATTR_4882_COMPLIANT, kUsbtmc, false, isUsb488, readOnly},
     {VI_ATTR_ASRL_END_IN, kSerial, true, kept<ViUInt16, &Settings::serialEndIn>,
      keepUpTo<&Settings::serialEndIn, VI_ASRL_END_TERMCHAR>},

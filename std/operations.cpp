@@ -1,6 +1,7 @@
 // The standard's operations on resources, attributes, locks and messages; contracts in QVvisa_std.h.
 
 #include "attributes.h"
+#include "formattedBuffers.h"
 #include "reading.h"
 #include "writing.h"
 
@@ -26,7 +27,7 @@ ViStatus parse(ViSession manager, ViConstRsrc text, ResourceName& name) {
 
 ViStatus sendText(Instrument& instrument, const char* text) {
   ViUInt32 count = 0;
-  return writeMessage(instrument, reinterpret_cast<ViConstBuf>(text), static_cast<ViUInt32>(strlen(text)), count);
+  return writeMessage(instrument, reinterpret_cast<ViConstBuf>(text), static_cast<ViUInt32>(strlen(text)), true, count);
 }
 
 /// The protocol in which a serial port or a connection knows the common commands of IEEE 488.2.
@@ -68,6 +69,8 @@ ViStatus clear(Instrument& instrument) {
   if (instrument.name.bus == Bus::UsbRaw) return VI_ERROR_NSUP_OPER;
   if (instrument.name.bus == Bus::Usbtmc) status = clearUsbtmc(instrument);
   if (status == VI_SUCCESS && speaks4882(instrument)) status = sendText(instrument, "*CLS\n");
+  SessionOutput(instrument).discard();
+  SessionInput(instrument).discard();
   const ViStatus discarded = discardReceived(instrument);
   return status == VI_SUCCESS ? discarded : status;
 }
@@ -186,7 +189,7 @@ ViStatus _VI_FUNC viRead(ViSession vi, ViPBuf buf, ViUInt32 cnt, ViPUInt32 retCn
 ViStatus _VI_FUNC viWrite(ViSession vi, ViConstBuf buf, ViUInt32 cnt, ViPUInt32 retCnt) {
   ViUInt32 count = 0;
   const ViStatus status = onInstrument(vi, [&](Instrument& instrument) {
-    return buf || cnt == 0 ? writeMessage(instrument, buf, cnt, count) : VI_ERROR_USER_BUF;
+    return buf || cnt == 0 ? writeMessage(instrument, buf, cnt, true, count) : VI_ERROR_USER_BUF;
   });
   if (retCnt) *retCnt = count;
   return status;
@@ -210,18 +213,6 @@ ViStatus _VI_FUNC viReadSTB(ViSession vi, ViPUInt16 status) {
 
 ViStatus _VI_FUNC viClear(ViSession vi) {
   return onInstrument(vi, clear);
-}
-
-ViStatus _VI_FUNC viFlush(ViSession vi, ViUInt16 mask) {
-  constexpr unsigned kDiscards =
-      VI_READ_BUF_DISCARD | VI_WRITE_BUF_DISCARD | VI_IO_IN_BUF_DISCARD | VI_IO_OUT_BUF_DISCARD;
-  constexpr unsigned kFlushes = kDiscards >> 2;
-  constexpr unsigned kInput = VI_IO_IN_BUF | VI_IO_IN_BUF_DISCARD;
-  if (mask == 0 || (mask & ~(kFlushes | kDiscards)) != 0 || ((mask & kFlushes) << 2 & mask) != 0) {
-    return VI_ERROR_INV_MASK;
-  }
-  return onInstrument(
-      vi, [&](Instrument& instrument) { return (mask & kInput) ? discardReceived(instrument) : VI_SUCCESS; });
 }
 
 ViStatus _VI_FUNC viGpibControlREN(ViSession vi, ViUInt16 mode) {

@@ -13,26 +13,31 @@
 #endif
 
 int __real_fflush(FILE* stream);
+int __real_vfprintf(FILE* stream, const char* format, va_list arguments) PRINTS_LIKE(2, 0);
 int __wrap_fflush(FILE* stream);
 int __wrap_printf(const char* format, ...) PRINTS_LIKE(1, 2);
 int __wrap_putchar(int character);
 int __wrap_puts(const char* text);
+int __wrap_vfprintf(FILE* stream, const char* format, va_list arguments) PRINTS_LIKE(2, 0);
 int __wrap_vprintf(const char* format, va_list arguments) PRINTS_LIKE(1, 0);
 
-int __wrap_vprintf(const char* format, va_list arguments) {
+int __wrap_vfprintf(FILE* stream, const char* format, va_list arguments) {
 #if defined(QVVISA_DIAGNOSTICS)
-  return vfprintf(stderr, format, arguments);
+  return __real_vfprintf(stream == stdout ? stderr : stream, format, arguments);
 #else
-  (void)arguments;
-  (void)format;
-  return 0;
+  return stream == stdout ? 0 : __real_vfprintf(stream, format, arguments);
 #endif
+}
+
+/* Optimised, the C library's header makes the one above of it. */
+int __wrap_vprintf(const char* format, va_list arguments) {
+  return __wrap_vfprintf(stdout, format, arguments);
 }
 
 int __wrap_printf(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  const int length = __wrap_vprintf(format, arguments);
+  const int length = __wrap_vfprintf(stdout, format, arguments);
   va_end(arguments);
   return length;
 }

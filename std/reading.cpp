@@ -186,9 +186,9 @@ Progress deliver(ReceiveBuffer& buffer, const Ends& ends, ViPBuf buf, ViUInt32 c
   return count == cnt ? Progress::Full : Progress::More;
 }
 
-}  // namespace
+enum class Until { End, SomeBytes };
 
-ViStatus readMessage(Instrument& instrument, ViPBuf buf, ViUInt32 cnt, ViUInt32& count) {
+ViStatus read(Instrument& instrument, ViPBuf buf, ViUInt32 cnt, Until until, ViUInt32& count) {
   const Ends ends(instrument);
   const ViUInt32 limit_ms = instrument.settings.timeout_ms;
   const std::lock_guard lock(instrument.received.mutex);
@@ -206,9 +206,20 @@ ViStatus readMessage(Instrument& instrument, ViPBuf buf, ViUInt32 cnt, ViUInt32&
       break;
     }
     if (status != VI_SUCCESS) return status;
+    if (count > 0 && until == Until::SomeBytes) return VI_SUCCESS_MAX_CNT;
     if (count > 0 && limit_ms != VI_TMO_IMMEDIATE && deadline.isOver()) return VI_ERROR_TMO;
     status = receive(instrument, cnt - count, deadline);
   }
+}
+
+}  // namespace
+
+ViStatus readMessage(Instrument& instrument, ViPBuf buf, ViUInt32 cnt, ViUInt32& count) {
+  return read(instrument, buf, cnt, Until::End, count);
+}
+
+ViStatus readSome(Instrument& instrument, ViPBuf buf, ViUInt32 cnt, ViUInt32& count) {
+  return read(instrument, buf, cnt, Until::SomeBytes, count);
 }
 
 ViStatus discardReceived(Instrument& instrument) {

@@ -82,6 +82,10 @@ ReceiveBuffer::~ReceiveBuffer() {
   free(bytes);
 }
 
+FormatBuffer::~FormatBuffer() {
+  free(bytes);
+}
+
 ViStatus setLimitBelow(Instrument& instrument, ViUInt32 limit_ms) {
   const ViUInt32 limit = limitFor(instrument.name.bus, limit_ms);
   const std::lock_guard lock(instrument.limitMutex);

@@ -57,6 +57,19 @@ struct ReceiveBuffer {
   bool endsMessage = false;  ///< the last byte is the end of a USB message or of what a connection had
 };
 
+/// A buffer of formatted I/O. A message may be in it in part.
+struct FormatBuffer {
+  ~FormatBuffer();
+
+  std::mutex mutex;  ///< held for the length of a formatted operation
+  ViByte* bytes = nullptr;
+  std::atomic<ViUInt32> size = 4084;  ///< the longest USBTMC message
+  ViUInt32 begin = 0;
+  ViUInt32 end = 0;
+  bool hasEnded = true;             ///< a message that was read ends with the buffer
+  ViStatus endStatus = VI_SUCCESS;  ///< how the last read ended
+};
+
 struct Instrument : Object {
   static constexpr Kind kKind = Kind::Instrument;
   explicit Instrument(ViSession rm) : Object(kKind, rm), locks(name.text) {}
@@ -67,6 +80,8 @@ struct Instrument : Object {
   Settings settings;
   ReceiveBuffer received;  ///< its mutex is held for the length of a read
   std::mutex writing;      ///< held for the length of a write
+  FormatBuffer printed;
+  FormatBuffer scanned;
 
   std::mutex limitMutex;
   bool isLimitKnown = false;

@@ -64,9 +64,9 @@ ViStatus writeMarkingLast(Instrument& instrument, ViConstBuf buf, ViUInt32 cnt, 
   return status;
 }
 
-ViStatus writeSerial(Instrument& instrument, ViConstBuf buf, ViUInt32 cnt, ViUInt32& count) {
+ViStatus writeSerial(Instrument& instrument, ViConstBuf buf, ViUInt32 cnt, bool isEnd, ViUInt32& count) {
   const Settings& settings = instrument.settings;
-  const ViUInt32 end = settings.sendEnd ? settings.serialEndOut.load() : VI_ASRL_END_NONE;
+  const ViUInt32 end = isEnd && settings.sendEnd ? settings.serialEndOut.load() : VI_ASRL_END_NONE;
   if (end == VI_ASRL_END_LAST_BIT && cnt > 0) return writeMarkingLast(instrument, buf, cnt, count);
   const ViStatus status = writeLine(instrument, buf, cnt, count);
   if (status != VI_SUCCESS || end != VI_ASRL_END_TERMCHAR) return status;
@@ -77,7 +77,7 @@ ViStatus writeSerial(Instrument& instrument, ViConstBuf buf, ViUInt32 cnt, ViUIn
 
 }  // namespace
 
-ViStatus writeMessage(Instrument& instrument, ViConstBuf buf, ViUInt32 cnt, ViUInt32& count) {
+ViStatus writeMessage(Instrument& instrument, ViConstBuf buf, ViUInt32 cnt, bool isEnd, ViUInt32& count) {
   const std::lock_guard lock(instrument.writing);
   count = 0;
   switch (instrument.name.bus) {
@@ -85,7 +85,7 @@ ViStatus writeMessage(Instrument& instrument, ViConstBuf buf, ViUInt32 cnt, ViUI
   case Bus::UsbRaw:
     return writeUsb(instrument, buf, cnt, count);
   case Bus::Serial:
-    return writeSerial(instrument, buf, cnt, count);
+    return writeSerial(instrument, buf, cnt, isEnd, count);
   case Bus::Tcp:
     break;
   }

@@ -5,7 +5,9 @@
 
 namespace qvstd {
 
-/// viWrite, under the session's mutex for writing. @param count receives the bytes sent, also on failure
-ViStatus writeMessage(Instrument& instrument, ViConstBuf buf, ViUInt32 cnt, ViUInt32& count);
+/// viWrite, under the session's mutex for writing.
+/// @param isEnd  whether the message ends here; on USB it does
+/// @param count  receives the bytes sent, also on failure
+ViStatus writeMessage(Instrument& instrument, ViConstBuf buf, ViUInt32 cnt, bool isEnd, ViUInt32& count);
 
 }  // namespace qvstd

@@ -287,9 +287,9 @@ QVVISA_PUBLIC ViStatus _VI_FUNC viClear(ViSession vi);
 /* Formatted and buffered I/O */
 
 /**
- * @brief Sets the size of the formatted I/O buffers, which must be empty.
- * @retval VI_WARN_NSUP_BUF  (positive) the mask names a buffer of the operating system's
- * @retval VI_ERROR_INV_MASK the mask names none
+ * @brief Sends and discards what the formatted I/O buffers of mask hold, and sets their size.
+ * @retval VI_WARN_NSUP_BUF   (positive) the mask names a buffer of the operating system's; the others have their size
+ * @retval VI_ERROR_INV_MASK  the mask names none
  */
 QVVISA_PUBLIC ViStatus _VI_FUNC viSetBuf(ViSession vi, ViUInt16 mask, ViUInt32 bufSize);
 
@@ -299,17 +299,85 @@ QVVISA_PUBLIC ViStatus _VI_FUNC viSetBuf(ViSession vi, ViUInt16 mask, ViUInt32 b
  */
 QVVISA_PUBLIC ViStatus _VI_FUNC viFlush(ViSession vi, ViUInt16 mask);
 
+/**
+ * @brief Puts bytes into the write buffer, which is sent when it is full or as VI_ATTR_WR_BUF_OPER_MODE tells.
+ *
+ * @param[in]  vi      the session
+ * @param[in]  buf     the bytes
+ * @param[in]  cnt     their number
+ * @param[out] retCnt  receives the number taken; may be null
+ * @retval VI_ERROR_INV_LENGTH  a USBTMC message that is longer than the buffer, which can't go in parts; it is dropped
+ */
 QVVISA_PUBLIC ViStatus _VI_FUNC viBufWrite(ViSession vi, ViConstBuf buf, ViUInt32 cnt, ViPUInt32 retCnt);
+/** @brief Reads as viRead does, through the read buffer that viScanf uses. */
 QVVISA_PUBLIC ViStatus _VI_FUNC viBufRead(ViSession vi, ViPBuf buf, ViUInt32 cnt, ViPUInt32 retCnt);
+/**
+ * @brief Formats its arguments into the write buffer. A newline in writeFmt, not one in the data, ends the message and
+ * sends the buffer.
+ *
+ * `%[flags][width][.precision][,size][@notation][!order][type]conversion`, any of the numbers as `*` from the
+ * arguments:
+ * - `d i o u x X`: an integer of 32 bits; `hh` 8, `h` 16, `l` 32, `ll` 64;
+ * - `e E f F g G a A`: a double; `L` a long double;
+ * - `,size` with either: an array of so many, sent with commas between them; of ViReal64, with `z` of ViReal32;
+ * - `@1 @2 @3 @H @Q @B` with either: in a notation of IEEE 488.2, NR1 to NR3 or to base 16, 8, 2;
+ * - `c s %`: as in C;
+ * - `b`, `B`, `y`: width elements as a block with its length in front, as one up to the end of the message, or bare. Of
+ *   8 bits; `h` 16, `l` 32, `ll` 64, `z` ViReal32, `Z` ViReal64; highest byte first, or with `!ol` last.
+ *
+ * Escape sequences that the language left in writeFmt (`\\n`) are taken as C's.
+ *
+ * @param[in] vi        the session
+ * @param[in] writeFmt  the format
+ * @retval VI_ERROR_INV_FMT     a directive that can't be read; the message is dropped, as after every error
+ * @retval VI_ERROR_NSUP_FMT    a conversion that isn't among these
+ * @retval VI_ERROR_INV_LENGTH  a USBTMC message that is longer than the buffer
+ * @retval VI_ERROR_USER_BUF    a text or an array is null
+ * @return Otherwise as viWrite.
+ * @see VPP-4.3 section 6.2
+ */
 QVVISA_PUBLIC ViStatus _VI_FUNCC viPrintf(ViSession vi, ViConstString writeFmt, ...);
+/** @brief viPrintf with the arguments in a list. */
 QVVISA_PUBLIC ViStatus _VI_FUNC viVPrintf(ViSession vi, ViConstString writeFmt, ViVAList params);
+/** @brief viPrintf into memory, which has to be large enough, with a NUL behind. */
 QVVISA_PUBLIC ViStatus _VI_FUNCC viSPrintf(ViSession vi, ViPBuf buf, ViConstString writeFmt, ...);
+/** @brief viSPrintf with the arguments in a list. */
 QVVISA_PUBLIC ViStatus _VI_FUNC viVSPrintf(ViSession vi, ViPBuf buf, ViConstString writeFmt, ViVAList params);
+/**
+ * @brief Reads messages into the read buffer and takes values out of it; what is left stays for the next call, unless
+ * VI_ATTR_RD_BUF_OPER_MODE is VI_FLUSH_ON_ACCESS.
+ *
+ * White space of readFmt stands for any of it that is there already, another character for itself.
+ * `%[*][width][,size][!order][type]conversion`, where `*` assigns nothing and `#` for a width or a size takes it from a
+ * ViUInt32, which receives what came:
+ * - `d i o u x X`: an integer of 32 bits; `hh` 8, `h` 16, `l` 32, `ll` 64; also behind `#H`, `#Q`, `#B` of IEEE 488.2,
+ *   and with a fraction or an exponent, rounded then;
+ * - `e f g a`: a ViReal32; `l` a ViReal64, `L` a long double;
+ * - `,size` with either: an array of at most so many, with commas between them;
+ * - `c`: width characters, or one, without a NUL behind;
+ * - `s`: up to white space; `[set]`: characters of the set; `t`: up to the end of the message; `T`: up to a newline,
+ * and with it. A NUL comes behind, for which a size by `#` has to have room;
+ * - `b`: a block of IEEE 488.2 with or without a length, `y`: bare elements, at most width of them, of which a block's
+ *   others are dropped; types as with viPrintf.
+ *
+ * @param[in] vi       the session
+ * @param[in] readFmt  the format
+ * @retval VI_ERROR_INV_FMT   a directive that can't be read, or the message isn't what readFmt tells
+ * @retval VI_ERROR_NSUP_FMT  a conversion that isn't among these
+ * @retval VI_ERROR_USER_BUF  a pointer is null, or a size by `#` has no room for the NUL
+ * @return Otherwise as viRead.
+ * @see VPP-4.3 section 6.2
+ */
 QVVISA_PUBLIC ViStatus _VI_FUNCC viScanf(ViSession vi, ViConstString readFmt, ...);
+/** @brief viScanf with the arguments in a list. */
 QVVISA_PUBLIC ViStatus _VI_FUNC viVScanf(ViSession vi, ViConstString readFmt, ViVAList params);
+/** @brief viScanf from a text in memory, which is one message. */
 QVVISA_PUBLIC ViStatus _VI_FUNCC viSScanf(ViSession vi, ViConstBuf buf, ViConstString readFmt, ...);
+/** @brief viSScanf with the arguments in a list. */
 QVVISA_PUBLIC ViStatus _VI_FUNC viVSScanf(ViSession vi, ViConstBuf buf, ViConstString readFmt, ViVAList params);
+/** @brief Drops what the read buffer holds, prints by writeFmt, sends it and scans the answer by readFmt. */
 QVVISA_PUBLIC ViStatus _VI_FUNCC viQueryf(ViSession vi, ViConstString writeFmt, ViConstString readFmt, ...);
+/** @brief viQueryf with the arguments in a list. */
 QVVISA_PUBLIC ViStatus _VI_FUNC viVQueryf(ViSession vi, ViConstString writeFmt, ViConstString readFmt, ViVAList params);
 
 /* USB */

@@ -27,6 +27,21 @@ static ViStatus query(ViSession vi, const char* text, char* answer, ViUInt32 siz
   return status;
 }
 
+/* The block holds the termination character. */
+static void useFormattedIo(ViSession vi) {
+  ViReal64 volts = 0;
+  ViInt32 done = 0;
+  ViUInt32 count = 300;
+  ViByte block[300];
+  int i;
+
+  CHECK(viQueryf(vi, "VOLT %.2f;VOLT?\n", "%lf", 1.25, &volts) == VI_SUCCESS && volts == 1.25);
+  CHECK(viPrintf(vi, "*OPC?;DATA:BLOC? %d\n", 300) == VI_SUCCESS);
+  CHECK(viScanf(vi, "%d;%#b\n", &done, &count, block) == VI_SUCCESS && done == 1 && count == 300);
+  for (i = 0; i < 300; ++i) CHECK(block[i] == i % 256);
+  CHECK(viFlush(vi, VI_READ_BUF) == VI_SUCCESS);
+}
+
 static void useInstrument(ViSession rm, const char* name, ViUInt16 type, const char* resourceClass) {
   char answer[100];
   char text[256];
@@ -43,6 +58,7 @@ static void useInstrument(ViSession rm, const char* name, ViUInt16 type, const c
   CHECK(viClear(vi) == VI_SUCCESS);
   CHECK(query(vi, "*IDN?\n", answer, sizeof answer) >= VI_SUCCESS);
   CHECK(strcmp(answer, "KESTRIX,SIM-1,A1234,1.0\n") == 0);
+  useFormattedIo(vi);
   if (type != VI_INTF_USB) CHECK(viSetAttribute(vi, VI_ATTR_IO_PROT, VI_PROT_4882_STRS) == VI_SUCCESS);
   CHECK(query(vi, "*CLS\n*ESE 0\nVOLT?\n", answer, sizeof answer) >= VI_SUCCESS);
   CHECK(viReadSTB(vi, &statusByte) == VI_SUCCESS && statusByte == 0);
