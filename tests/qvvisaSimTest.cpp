@@ -75,7 +75,7 @@ ASRL7::INSTR - named by QVVISA_SERIAL_PORTS - serial port D/serial
       // An answer that nobody fetched is an error of the next query, unless it is cleared away.
       {"$T write $U *TST?; $T query $U SYST:ERR?", "-410,\"Query INTERRUPTED\"\n"},
       {"$T write $U *TST?; $T clear $U; $T query $U SYST:ERR?", "0,\"No error\"\n"},
-      {"$T ren $U GPIB_REN_ASSERT; $T ren $U 0", ""},
+      {"$T ren $U GPIB_REN_ASSERT; $T ren $U 0; $T attr $U TMO_VALUE -t 0", "0\n"},
       {"$T control-in $U 0xA1 7 0 0 16", "01 00 00 01 04 00 00 00 00 00 00 00 00 01 07 0F\n"},
       {"$T control-out $U 0x40 9 1 2 \"01 fF 4a\"; $T control-in $U 0xC0 9 1 2 4; $T control-in $U 0xC0 9 1 2 3 --raw",
        "01 FF 4A\n\x01\xFFJ"},

@@ -16,7 +16,7 @@ using Words = std::vector<std::string>;
 const std::string kNoHurry = "--timeout=600000";
 const std::string kTimeout = "VI_ERROR_TMO (0xBFFF0015): Timeout expired before operation completed.\n";
 /// A piece of an answer that isn't one.
-const std::string kEnd = "instead of a piece: the end of the connection";
+const std::string kEnd = "instead of a piece: the end of the connection", kBreak = "its break";
 
 ToolProcess tool(Words command, const std::string& input = "", const std::string& script = R"(exec "$@")") {
   command.insert(command.begin(), QVVISA_TOOL);
@@ -84,6 +84,7 @@ TEST(Tool, TalksAsToldAndPrintsTheAnswerAndNothingElse) {
       {{"read"}, "", {"#15ab\n", kEnd}, {"#15ab\n", 4, kCut}},
       {{"read"}, "", {"#9", kEnd}, {"#9", 4, kCut + " before the connection was closed"}},
       {{"read", "--count", "9"}, "", {"abc\n", kEnd}, {"abc\n", 4, "4 of 9 bytes came before the connection"}},
+      {{"read"}, "", {"abc", kBreak}, {"abc\n", 4, "3 bytes came, but no end of the answer before -1 (0xFFFFFFFF)"}},
       {{"write", "VOLT 5"}, "VOLT 5\n", {}, {""}},
       {{"write", "VOLT 5", "--termination", "none"}, "VOLT 5", {}, {""}},
       {{"write", "-"}, "a\\n\0b\n\n"s, {}, {""}, "a\\n\0b\n"s},
@@ -98,7 +99,14 @@ TEST(Tool, TalksAsToldAndPrintsTheAnswerAndNothingElse) {
     peer.accept();
     // A write ends the connection, so that more than was expected shows.
     EXPECT_TRUE(row.sent == peer.receive(row.sent.size() + (row.command[0] == "write" ? 1 : 0)));
-    for (const std::string& piece : row.pieces) piece == kEnd ? peer.halfClose() : peer.send(piece);
+    for (const std::string& piece : row.pieces) {
+      if (piece == kBreak)
+        peer.reset();
+      else if (piece == kEnd)
+        peer.halfClose();
+      else
+        peer.send(piece);
+    }
     expectOutcome(child, row.outcome);
   }
 }
@@ -158,11 +166,15 @@ TEST(Tool, SerialPorts) {
   expectOutcome(held, {"", 1, name + " is in use by toolTest (process "s + std::to_string(getpid()) + ')'});
   ToolProcess byPath = tool({"query", name, "?"});
   expectOutcome(byPath, {"", 1, "did you mean ASRL7::INSTR?"});
-  ASSERT_EQ(fchmod(holder, 0), 0);
-  // Root may use any port, but for its capabilities.
-  const std::string asOneself = geteuid() == 0 ? R"(exec setpriv --bounding-set=-all "$@")" : R"(exec "$@")";
-  ToolProcess forbidden = tool({"query", "ASRL7::INSTR", "?"}, "", asOneself);
-  expectOutcome(forbidden, {"", 1, "no permission for "s + name});
+  ASSERT_EQ(flock(holder, LOCK_UN), 0);
+  // Root may use any port, but for its capabilities, and give it to any group.
+  const bool isRoot = geteuid() == 0;
+  constexpr gid_t dialout = 20;
+  ASSERT_EQ(isRoot ? fchown(holder, 0, dialout) : 0, 0);
+  ASSERT_EQ(fchmod(holder, isRoot ? 0060 : 0), 0);
+  ToolProcess forbidden =
+      tool({"query", "ASRL7::INSTR", "?"}, "", isRoot ? R"(exec setpriv --bounding-set=-all "$@")" : R"(exec "$@")");
+  expectOutcome(forbidden, {"", 1, "no permission for "s + name + (isRoot ? ": its group is dialout" : "")});
   close(holder);
   close(line);
 }

@@ -13,6 +13,7 @@
 #include <limits>
 #include <optional>
 #include <sys/file.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace {
@@ -43,14 +44,22 @@ Diagnosis noSuchPort(int number) {
   return diagnosis;
 }
 
-/// Opens the port as the library did, to see what it saw.
+/// Opens the port as the library did, to see what it saw. @return 0 or the errno.
+int tryPort(const std::string& path) {
+  const int line = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+  if (line < 0) return errno;
+  int mark = 0;
+  const bool isMarked = ioctl(line, TIOCGEXCL, &mark) == 0 && mark != 0;
+  const bool isLocked = flock(line, LOCK_EX | LOCK_NB) != 0;
+  close(line);
+  return isMarked || isLocked ? EBUSY : 0;
+}
+
 std::optional<Diagnosis> whyNoSerialPort(int number) {
   const auto port = serialPort(number);
   if (!port) return noSuchPort(number);
   if (auto noAccess = whyNoAccess(port->path)) return noAccess;
-  const int line = open(port->path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-  const int error = line < 0 ? errno : flock(line, LOCK_EX | LOCK_NB) != 0 ? EBUSY : 0;
-  if (line >= 0) close(line);
+  const int error = tryPort(port->path);
   if (error == 0) return std::nullopt;
   if (error != EBUSY) return Diagnosis{port->path + " can't be opened: " + strerror(error)};
   return Diagnosis{port->path + " is in use by " + holdersInWords(port->path), "end that program, or its session"};
@@ -111,7 +120,13 @@ std::string noConnection(const std::string& resource, const ResourceName& name, 
 
 std::string adviceOnRead(const std::string& resource, ViStatus status) {
   const ResourceName name = parseResourceName(resource);
-  if (name.bus != Bus::Usb || name.isRaw || status != VI_ERROR_IO) return {};
+  const std::string port = adviceOnPort(name);
+  if (status == VI_ERROR_TMO && !port.empty()) return "\n  " + port;
+  if (status == VI_ERROR_TMO && name.bus == Bus::Serial) {
+    return "\n  are rate and format of the line the instrument's (--set ASRL_BAUD=9600), and the message's end (-T "
+           "CRLF)?";
+  }
+  if (status != VI_ERROR_IO || name.bus != Bus::Usb || name.isRaw) return {};
   return "\n  what came is left over from an earlier query, or too long for USB: above 2036 bytes only some lengths "
          "arrive, above 3060 none\n  qvvisa clear " +
          resource + " makes the instrument usable again; for long answers use TCP or serial, or ask for less at a time";

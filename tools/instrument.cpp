@@ -160,7 +160,8 @@ Instrument::Part Instrument::receive(std::string& bytes, ViUInt32 cnt) {
   bytes.resize(before + (status == VI_SUCCESS || status == VI_ERROR_TMO ? count : 0));
   if (interruption_) interruption_->check();
 
-  const bool limitIsOver = limit_ms_ != 0 && Clock::now() - start >= milliseconds(limit_ms_);
+  const ViUInt32 limit_ms = limit_ms_.value_or(0);
+  const bool limitIsOver = limit_ms != 0 && Clock::now() - start >= milliseconds(limit_ms);
   if (status == VI_ERROR_TMO || (status == kTcpFailure && limitIsOver)) return {Ended::ByTimeLimit, VI_ERROR_TMO};
   if (status != VI_SUCCESS) return {Ended::ByFailure, status};
   return {bytes.size() > before ? Ended::AsWanted : Ended::ByPeer, status};
@@ -220,6 +221,7 @@ std::string Instrument::flawOf(const std::string& bytes, const ResponseScanner& 
   std::string advice;
   if (bytes.empty()) {
     flaw = "no answer came";
+    advice = adviceOnRead(resource_, last.status);
   } else if (reading.count) {
     if (bytes.size() == *reading.count) return {};
     flaw = std::to_string(bytes.size()) + " of " + std::to_string(*reading.count) + " bytes came";

@@ -87,7 +87,7 @@ private:
   std::string termination_;
   ViUInt32 timeout_ms_;
   std::optional<ViUInt32> settle_ms_;
-  ViUInt32 limit_ms_ = 0;  ///< in force at present
+  std::optional<ViUInt32> limit_ms_;  ///< in force at present; nothing: the session's own
   ViSession handle_ = 0;
   ViUInt16 interface_ = 0;
   bool isRawUsb_ = false;
