@@ -14,6 +14,8 @@ using Words = std::vector<std::string>;
 
 /// Longer than any test may take, so that an answer which is waited for in vain shows.
 const std::string kNoHurry = "--timeout=600000";
+/// Time enough for what the test sends to arrive, in ms.
+const std::string kLimit = "1000";
 const std::string kTimeout = "VI_ERROR_TMO (0xBFFF0015): Timeout expired before operation completed.\n";
 /// A piece of an answer that isn't one.
 const std::string kEnd = "instead of a piece: the end of the connection", kBreak = "its break";
@@ -63,7 +65,7 @@ TEST(Tool, TalksAsToldAndPrintsTheAnswerAndNothingElse) {
       {{"query", "CURV?", "-T", "none"}, "CURV?", {"#10"}, {"#10"}},
       {{"query", "CURV?"}, "CURV?\n", {"#11\n;5", "\n"}, {"#11\n;5\n"}},
       {{"query", "*IDN?;CURV?"}, "*IDN?;CURV?\n", {"KES,X;#15", "a\n", "\nbc", "\n"}, {"KES,X;#15a\n\nbc"}},
-      {{"query", "CURV?"}, "CURV?\n", {":CURVE #13", "\n\n", "\n", ";:A 1\n"}, {":CURVE #13\n\n\n;:A 1\n"}},
+      {{"query", "CURV?;A?"}, "CURV?;A?\n", {":CURVE #13", "\n\n", "\n", ";:A 1\n"}, {":CURVE #13\n\n\n;:A 1\n"}},
       {{"query", "ERR?"}, "ERR?\n", {"-113,\"no; \"\";#19\"\n"}, {"-113,\"no; \"\";#19\"\n"}},
       {
           {"query", "?"},
@@ -73,9 +75,9 @@ TEST(Tool, TalksAsToldAndPrintsTheAnswerAndNothingElse) {
           "",
       },
       {{"query", "RAW?", "--count", "5"}, "RAW?\n", {"ab\n", "cdefg\n"}, {"ab\ncd"}},
-      {{"query", "V?", "-t", "300"}, "V?\n", {"1.2345"}, {"1.2345\n", 4, "6 bytes came, but no end of the answer"}},
-      {{"query", "V?", "-t", "300", "--until-timeout"}, "V?\n", {"1\n", "2"}, {"1\n2\n"}},
-      {{"query", "V?", "-t", "300"}, "V?\n", {"#15ab\n"}, {"#15ab\n", 4, kCut + ", 2 bytes less"}},
+      {{"query", "V?", "-t", kLimit}, "V?\n", {"1.2345"}, {"1.2345\n", 4, "6 bytes came, but no end of the answer"}},
+      {{"query", "V?", "-t", kLimit, "--until-timeout"}, "V?\n", {"1\n", "2"}, {"1\n2\n"}},
+      {{"query", "V?", "-t", kLimit}, "V?\n", {"#15ab\n"}, {"#15ab\n", 4, kCut + ", 2 bytes less"}},
       {{"query", "V?", "-t", "30"}, "V?\n", {}, {"", 1, "no answer came within 30 ms: " + kTimeout}},
       {{"query", "--hex", "V?"}, "V?\n", {"#12\n", "\xFF\n"}, {"23 31 32 0A FF 0A\n"}},
       {{"query", "V?", "--verbose"}, "V?\n", {"1\n"}, {"1\n", 0, "IPv4 address 127.0.0.1"}},
@@ -132,11 +134,11 @@ TEST(Tool, SerialPorts) {
       {{}, "?\n", "KES,X;#15a\n\0\nb;7\n"s, {"KES,X;#15a\n\0\nb;7\n"s}},
       {{"--set", "ASRL_BAUD=9600", "--termination", ";"}, "?;", "a\nb;", {"a\nb;\n"}},
       {{"--count", "3"}, "?\n", "a\nb", {"a\nb"}},
-      {{"--set", "TMO_VALUE=300"},
+      {{"--set", "TMO_VALUE=" + kLimit},
        "?\n",
        "1.2345",
-       {"1.2345\n", 4, "6 bytes came, but no end of the answer within 300 ms"}},
-      {{"--set", "TMO_VALUE=300", "-T", "none", "--until-timeout"}, "?", "all\nof it", {"all\nof it\n"}},
+       {"1.2345\n", 4, "6 bytes came, but no end of the answer within " + kLimit + " ms"}},
+      {{"--set", "TMO_VALUE=" + kLimit, "-T", "none", "--until-timeout"}, "?", "all\nof it", {"all\nof it\n"}},
       {{}, "?\n", "new\n", {"new\n", 0, "dropped 9 bytes that ASRL7::INSTR had sent before\n"}, "old\nolder"},
   };
   for (const auto& row : rows) {
@@ -276,7 +278,7 @@ TEST(Tool, JsonWhereverThereIsAnAnswer) {
       {{"query", "?"}, "1.5\r\n", R"("answer":"1.5","bytes":5,"complete":true})"},
       {{"read"}, "#11\n\n", R"("hex":"2331310A0A","bytes":5,"complete":true})"},
       {{"read"}, "\xFF\n", R"("hex":"FF0A","bytes":2,"complete":true})"},
-      {{"read", "-t", "100"}, "1.5", R"("answer":"1.5","bytes":3,"complete":false})", 4},
+      {{"read", "-t", kLimit}, "1.5", R"("answer":"1.5","bytes":3,"complete":false})", 4},
       {{"attr", "TMO_VALUE", "IO_PROT"},
        "",
        R"("attributes":{"VI_ATTR_TMO_VALUE":600000,"VI_ATTR_IO_PROT":"VI_PROT_NORMAL"}})"},

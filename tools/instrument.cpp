@@ -26,7 +26,7 @@ constexpr ViUInt32 kOtherReadSize = 65536;
 /// What a TCP/IP session answers for any failed transfer, the time limit included.
 constexpr ViStatus kTcpFailure = -1;
 /// How long the terminator behind a block may take: some instruments send none.
-constexpr ViUInt32 kTerminatorLimit_ms = 300;
+constexpr ViUInt32 kTerminatorLimit_ms = 500;
 /// How long a line has to be silent to be taken for empty. An answer on its way over TCP shows sooner than one from a
 /// USB serial adapter, which collects bytes for 16 ms.
 constexpr milliseconds kTcpQuiet{20};
@@ -111,7 +111,9 @@ Response Instrument::query(const std::string& message, const Reading& reading) {
     drop(std::exchange(hasListened_, true) ? milliseconds(1) : quietTime());
   }
   write(message);
-  return read(reading);
+  Reading how = reading;
+  how.hasParts = message.find(';') != std::string::npos;
+  return read(how);
 }
 
 milliseconds Instrument::quietTime() const {
@@ -179,7 +181,7 @@ Response Instrument::read(const Reading& reading) {
   Part last{};
   for (bool more = true; more;) {
     const size_t before = response.bytes.size();
-    const bool mayBeAll = isStream(reading) && scanner.atBlockEnd();
+    const bool mayBeAll = isStream(reading) && !reading.hasParts && scanner.atBlockEnd();
     limit(mayBeAll && (timeout_ms_ == 0 || timeout_ms_ > kTerminatorLimit_ms) ? kTerminatorLimit_ms : timeout_ms_);
     last = receive(response.bytes, sizeOfNextRead(before, reading));
     if (mayBeAll && last.ended == Ended::ByTimeLimit) last.ended = Ended::AsWanted;

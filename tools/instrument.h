@@ -18,6 +18,7 @@
 struct Reading {
   std::optional<size_t> count;           ///< read this many bytes, whatever they are
   bool untilTimeout = false;             ///< read until nothing more comes within the time limit
+  bool hasParts = false;                 ///< several queries are answered: a block's end isn't the answer's
   std::function<void(size_t)> progress;  ///< told the number of bytes so far; may be empty
 };
 
