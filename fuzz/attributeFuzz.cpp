@@ -29,20 +29,8 @@ bool isComparison(const Term& term) {
 }
 
 bool compare(int left, int kind, int right) {
-  switch (kind) {
-  case TOK_EQUALITY:
-    return left == right;
-  case TOK_GREATER:
-    return left > right;
-  case TOK_GREATEQ:
-    return left >= right;
-  case TOK_SMALLER:
-    return left < right;
-  case TOK_SMALLEQ:
-    return left <= right;
-  default:
-    return left != right;
-  }
+  const bool outcomes[] = {left == right, left > right, left >= right, left < right, left <= right, left != right};
+  return outcomes[kind - TOK_EQUALITY];
 }
 
 /// What an operator makes of its neighbours; none where it can't be applied.
