@@ -259,7 +259,7 @@ inline bool isWhole(std::string_view text, std::string_view termination) noexcep
 /**
  * @brief An open instrument, closed at the end of the object's life. Made by ResourceManager::open.
  *
- * A session that was moved from, closed or default-constructed is no session: every call answers VI_ERROR_INV_OBJECT.
+ * A session that was moved from, closed or default-constructed is no session: every call on it fails.
  */
 class Session {
 public:
