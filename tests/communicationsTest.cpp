@@ -34,6 +34,7 @@ struct SimulatedLine {
   bool breaking = false;
   bool refusesLines = false;
   bool isMarked = false;
+  int failAt = -1;  ///< so many calls from now one fails
   std::optional<termios2> settings;
 
   void set(termios2 wanted) {
@@ -62,9 +63,10 @@ extern "C" int __wrap_ioctl(int fd, unsigned long request, ...) {
   SimulatedLine* line = simulatedLine;
   auto* number = static_cast<int*>(argument);
   auto* settings = static_cast<termios2*>(argument);
-  if (line == nullptr || (request == TCGETS2 && !line->settings)) return __real_ioctl(fd, request, argument);
+  if (line == nullptr) return __real_ioctl(fd, request, argument);
   errno = EIO;
-  if (request == TCGETS2) return *settings = *line->settings, 0;
+  if (line->failAt >= 0 && line->failAt-- == 0) return -1;
+  if (request == TCGETS2 && line->settings) return *settings = *line->settings, 0;
   if (request == TCSETS2 || request == TCSETSW2) return line->set(*settings), 0;
   if (request == TIOCMGET) return *number = line->lines, 0;
   if (request == TIOCMBIS) return line->lines |= *number, line->refusesLines ? -1 : 0;
@@ -412,6 +414,52 @@ TEST_F(Communications, ARateIsSetForBothDirections) {
     EXPECT_TRUE(SetCommState(port_, &dcb));
     EXPECT_EQ(line_.settings->c_ispeed, rate);
   }
+}
+
+TEST_F(Communications, EachCallOfTheSystemThatFailsFailsItsOwnAndLeavesTheSettings) {
+  DCB before = {};
+  DWORD lines = 0;
+  const auto escape = [this](DWORD function) {
+    return [this, function] { return EscapeCommFunction(port_, function); };
+  };
+  const std::function<BOOL()> calls[] = {
+      [&] { return (port_ = openPort()) != INVALID_HANDLE_VALUE; },
+      [&] { return GetCommState(port_, &before); },
+      [&] {
+        DCB wanted = before;
+        wanted.BaudRate = 19'200;
+        wanted.fRtsControl = RTS_CONTROL_DISABLE;
+        const BOOL isSet = SetCommState(port_, &wanted);
+        const int error = OS_getLastError(), failAt = std::exchange(line_.failAt, -1);
+        EXPECT_TRUE(isState(isSet ? wanted : before));
+        line_.failAt = failAt;
+        OS_setLastError(error);
+        return isSet;
+      },
+      [&] { return GetCommModemStatus(port_, &lines); },
+      [&] { return ClearCommError(port_, nullptr, nullptr); },
+      escape(SETXOFF),
+      escape(SETXON),
+      escape(SETRTS),
+      escape(CLRDTR),
+      escape(SETBREAK),
+      escape(CLRBREAK),
+  };
+  int failures = 0;
+  for (int place = 0; line_.failAt < 0; ++place) {
+    line_ = {};
+    line_.failAt = place;
+    simulatedLine = &line_;
+    const auto* failed = std::ranges::find_if(calls, [](const auto& call) { return !call(); });
+    if (failed != std::end(calls)) {
+      // A line whose modem lines can't be asked counts as one without.
+      const int error = OS_getLastError();
+      EXPECT_TRUE(error == EIO || error == ERROR_INVALID_PARAMETER) << failed - calls << ' ' << place << ' ' << error;
+      ++failures;
+    }
+    closePort();
+  }
+  EXPECT_GE(failures, 15);
 }
 
 TEST_F(Communications, ControlsSwitchTheirLines) {

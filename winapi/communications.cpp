@@ -329,10 +329,11 @@ bool applyLine(const Port& port, const termios2& old, const termios2& wanted) {
   termios2 actual = wanted;
   const bool isTaken = control(port.descriptor, isSent ? TCSETSW2 : TCSETS2, &actual);
   if (!isTaken && OS_getLastError() != EINVAL) return false;
-  if (!control(port.descriptor, TCGETS2, &actual)) return false;
-  if (isTaken && isSameLine(wanted, actual)) return true;
+  const bool isRead = control(port.descriptor, TCGETS2, &actual);
+  if (isTaken && isRead && isSameLine(wanted, actual)) return true;
+  const int reason = isRead ? ERROR_INVALID_PARAMETER : OS_getLastError();
   actual = old;
-  return control(port.descriptor, TCSETS2, &actual) && fail(ERROR_INVALID_PARAMETER);
+  return control(port.descriptor, TCSETS2, &actual) && fail(reason);
 }
 
 bool switchModemLines(const Port& port, int lines, bool on) {
