@@ -5,9 +5,11 @@
 #include "QVvisaPrivate.h"
 #include "osAbstraction.h"
 #include "privileges.h"
+#include "support/failingAlloc.h"
 #include "support/startLibrary.h"
 #include "support/testing.h"
 
+#include <libudev.h>
 #include <sys/ioctl.h>
 #include <umockdev.h>
 
@@ -16,6 +18,40 @@ namespace {
 using std::string;
 
 bool isPrivileged = false;
+int failAt = -1;  ///< so many calls of libudev from now one fails
+
+bool fails() {
+  return failAt >= 0 && failAt-- == 0;
+}
+
+// The linker sends the calls of libudev through these.
+extern "C" {
+udev* __real_udev_new();
+udev_enumerate* __real_udev_enumerate_new(udev* context);
+int __real_udev_enumerate_add_match_subsystem(udev_enumerate* list, const char* name);
+int __real_udev_enumerate_add_match_sysname(udev_enumerate* list, const char* name);
+int __real_udev_enumerate_scan_devices(udev_enumerate* list);
+udev_device* __real_udev_device_new_from_syspath(udev* context, const char* path);
+
+udev* __wrap_udev_new() {
+  return fails() ? nullptr : __real_udev_new();
+}
+udev_enumerate* __wrap_udev_enumerate_new(udev* context) {
+  return fails() ? nullptr : __real_udev_enumerate_new(context);
+}
+int __wrap_udev_enumerate_add_match_subsystem(udev_enumerate* list, const char* name) {
+  return fails() ? -ENOMEM : __real_udev_enumerate_add_match_subsystem(list, name);
+}
+int __wrap_udev_enumerate_add_match_sysname(udev_enumerate* list, const char* name) {
+  return fails() ? -ENOMEM : __real_udev_enumerate_add_match_sysname(list, name);
+}
+int __wrap_udev_enumerate_scan_devices(udev_enumerate* list) {
+  return fails() ? -EIO : __real_udev_enumerate_scan_devices(list);
+}
+udev_device* __wrap_udev_device_new_from_syspath(udev* context, const char* path) {
+  return fails() ? nullptr : __real_udev_device_new_from_syspath(context, path);
+}
+}
 
 string device(const string& path, const string& subsystem, const string& more = "") {
   return "P: /devices/" + path + "\nE: SUBSYSTEM=" + subsystem + "\n" + more + "\n";
@@ -190,6 +226,39 @@ TEST_F(DeviceDatabase, UserAddsAndRenumbersPorts) {
             "Serial Port /dev/null (COM8)|tty|tty|8|USER\\tty\\COM8|/dev/null\n");
   isPrivileged = true;
   EXPECT_EQ(ports(), machine);
+}
+
+TEST_F(DeviceDatabase, WhatFailsLeavesNothingBehind) {
+  string machine;
+  for (int i = 0; i < 20; ++i) machine += usbAdapter("ttyUSB" + std::to_string(i), "UART", "A1", true);
+  add(machine);
+  setenv("QVVISA_SERIAL_PORTS", "7=/dev/null", 1);
+  const auto count = [] {
+    HDEVINFO set = SetupDiGetClassDevsA(nullptr, nullptr, nullptr, DIGCF_ALLCLASSES);
+    if (set == INVALID_HANDLE_VALUE) return -1;
+    SP_DEVINFO_DATA device = {};
+    device.cbSize = sizeof device;
+    int ports = 0;
+    while (SetupDiEnumDeviceInfo(set, static_cast<DWORD>(ports), &device)) ++ports;
+    SetupDiDestroyDeviceInfoList(set);
+    return ports;
+  };
+  const long allocations = failEachAllocation([&](const FailingAlloc& alloc) {
+    const int ports = count();
+    EXPECT_EQ(ports, alloc.hasFailed() ? -1 : 21);
+    EXPECT_TRUE(!alloc.hasFailed() || OS_getLastError() == ENOMEM);
+  });
+  EXPECT_GE(allocations, 3) << "the set, its ports, and room for more of them";
+  // Without its database there is no list; a device that goes while it is listed drops out alone.
+  constexpr int scan = 7;
+  for (int place = 0; failAt < 0; ++place) {
+    failAt = place;
+    OS_setLastError(0);
+    const int ports = count();
+    EXPECT_EQ(ports, place <= scan ? -1 : failAt < 0 ? 20 : 21) << place;
+    EXPECT_EQ(OS_getLastError(), place < scan ? ENOMEM : place == scan ? EIO : ENOENT) << place;
+  }
+  failAt = -1;
 }
 
 /// Answers for a line with modem lines; the rest reaches the pty.
