@@ -147,7 +147,7 @@ HANDLE CreateFileA(const char* name, DWORD access, DWORD shareMode, SECURITY_ATT
 
 /// Gives the port back and frees the handle, the last call on it. Output still on its way gets 1.5 s to leave; what a
 /// line that stands still or crawls hasn't sent by then is dropped, and its handshake switched off, so that the close
-/// takes 2 s at most. Always TRUE.
+/// takes 2 s at most; bytes that an adapter's driver can't drop leave first, at the line's rate. Always TRUE.
 BOOL CloseHandle(HANDLE port);
 
 /// Fills `*dcb` with the line's present settings. fDtrControl and fRtsControl are the settings, not the level of the
