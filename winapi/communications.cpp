@@ -24,6 +24,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -305,16 +306,25 @@ bool isSameLine(const termios2& wanted, const termios2& actual) {
          std::max(difference, -difference) * tolerance <= wanted.c_ospeed;
 }
 
-/// Waits until the system has sent what it took over. False: the line stands still, as a peer's handshake may have it
-/// do for ever, or the deadline is over.
+/// Whether the chip or adapter still has bytes to send, to the system sent already. Nothing where the driver can't
+/// tell.
+std::optional<bool> isTransmitting(const Port& port) {
+  unsigned transmitter = 0;
+  if (ioctl(port.descriptor, TIOCSERGETLSR, &transmitter) != 0) return std::nullopt;
+  return (transmitter & TIOCSER_TEMT) == 0;
+}
+
+/// Waits until what the system took over is sent, as far as drivers tell. False: the line stands still, as a peer's
+/// handshake may have it do for ever, or the deadline is over.
 bool waitForOutput(const Port& port, Time deadline) {
   constexpr uint64_t patienceMs = 1000;
   int last = 0;
   Time standstill = 0;
   for (;;) {
     int count = 0;
-    if (ioctl(port.descriptor, TIOCOUTQ, &count) != 0 || count == 0) return true;
-    if (count != last) standstill = msAfter(now(), patienceMs);
+    if (ioctl(port.descriptor, TIOCOUTQ, &count) != 0) return true;
+    if (count == 0 && !isTransmitting(port).value_or(false)) return true;
+    if (count != last || standstill == 0) standstill = msAfter(now(), patienceMs);
     if (port.isHeld || now() >= std::min(standstill, deadline)) return false;
     last = count;
     constexpr timespec pause = {0, nsPerMs};
@@ -370,12 +380,10 @@ bool setRts(const Port& port, bool on) {
   return hasCtsHandshake(line) ? fail(ERROR_INVALID_PARAMETER) : switchModemLines(port, TIOCM_RTS, on);
 }
 
-/// Whether an adapter may hold bytes back for its peer's CTS. To the system they are sent.
+/// Whether an adapter may hold bytes back for its peer's CTS, without telling.
 bool mayHoldBytes(const Port& port) {
-  unsigned transmitter = 0;
-  if (ioctl(port.descriptor, TIOCSERGETLSR, &transmitter) == 0) return (transmitter & TIOCSER_TEMT) == 0;
   int lines = 0;
-  return ioctl(port.descriptor, TIOCMGET, &lines) == 0 && (lines & TIOCM_CTS) == 0;
+  return !isTransmitting(port) && ioctl(port.descriptor, TIOCMGET, &lines) == 0 && (lines & TIOCM_CTS) == 0;
 }
 
 /// Lets what was written leave before the close, for a while: the kernel's close would wait half a minute for a line
