@@ -26,8 +26,7 @@ struct SemaphoreData {};
 
 extern "C" {
 
-// --- Locks inside the process
-// -----------------------------------------------------------------------------------------
+// --- Locks inside the process ---
 
 /// A recursive lock inside the process.
 #if defined(_WIN32)
@@ -57,14 +56,12 @@ QVVISA_API bool OS_tryLockFast(os_fastlock_t* lock);
 /// Undoes one OS_lockFast or successful OS_tryLockFast.
 QVVISA_API void OS_unlockFast(os_fastlock_t* lock);
 
-// --- Limits of waits
-// --------------------------------------------------------------------------------------------------
+// --- Limits of waits ---
 
 constexpr uint32_t OS_timeoutInfinite = INFINITE;
 constexpr uint32_t OS_timeoutNone = 0;
 
-// --- Mutexes
-// ----------------------------------------------------------------------------------------------------------
+// --- Mutexes ---
 
 using MutexHandle = HANDLE;
 enum MutexResult { MUTEX_TOOK = 0, MUTEX_TIMEOUT = 1, MUTEX_ERROR = 2 };
@@ -80,15 +77,13 @@ QVVISA_API bool OS_constructMutex(MutexData* data, MutexHandle* handle, const ch
 QVVISA_API void OS_destructMutex(MutexHandle handle);
 /// Waits for ownership. The owning thread may take the mutex again.
 /// @return MUTEX_TOOK: the calling thread owns it; MUTEX_TIMEOUT: another thread owned it all the time; MUTEX_ERROR:
-/// the
-///         wait failed, or the owner ended without giving the mutex up. That is told once, to the next taker, which
-///         doesn't become the owner: what the mutex guards may be in disorder. After that the mutex is free.
+///         the wait failed, or the owner ended without giving the mutex up. That is told once, to the next taker,
+///         which doesn't become the owner: what the mutex guards may be in disorder. After that the mutex is free.
 QVVISA_API MutexResult OS_lockMutex(MutexHandle handle, uint32_t waitMillis);
 /// Undoes one OS_lockMutex. False if the calling thread isn't the owner.
 QVVISA_API bool OS_unlockMutex(MutexHandle handle);
 
-// --- Events
-// -----------------------------------------------------------------------------------------------------------
+// --- Events ---
 
 using EventHandle = HANDLE;
 enum EventResult { EVENT_SIGNALED = 0, EVENT_TIMEOUT = 1, EVENT_ERROR = 2 };
@@ -113,8 +108,7 @@ QVVISA_API EventResult OS_waitForEvent(EventHandle handle, uint32_t waitMillis);
 QVVISA_API EventResult OS_waitForMultipeEvents(uint32_t elements, EventHandle* handles, bool waitForAll,
                                                uint32_t waitMillis, uint32_t* sig);
 
-// --- Semaphores
-// -------------------------------------------------------------------------------------------------------
+// --- Semaphores ---
 
 using SemaphoreHandle = HANDLE;
 enum SemaphoreResult { SEMAPHORE_SIGNALED = 0, SEMAPHORE_TIMEOUT = 1, SEMAPHORE_ERROR = 2 };
@@ -133,8 +127,7 @@ QVVISA_API SemaphoreResult OS_seamphoreWaitForToken(SemaphoreHandle handle, uint
 /// Adds one token. False if the semaphore is full.
 QVVISA_API bool OS_semaphoreSendToken(SemaphoreHandle handle);
 
-// --- Threads
-// ----------------------------------------------------------------------------------------------------------
+// --- Threads ---
 
 using ThreadHandle = HANDLE;
 /// What a thread runs; the result is its exit code.
@@ -176,8 +169,7 @@ QVVISA_API bool OS_switchToThread();
 /// Waits for the thread's end. Note the result: false when it ended and on timeout alike, true only if the wait failed.
 QVVISA_API bool OS_waitForThread(ThreadHandle handle, uint32_t waitMillis);
 
-// --- The rest of the system
-// -------------------------------------------------------------------------------------------
+// --- The rest of the system ---
 
 /// Starts a process without a window or terminal of its own and doesn't wait for it. It inherits no open file.
 /// @param name path of the program; null: the first word of args, looked up along the search path

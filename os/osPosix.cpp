@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr uint32_t spinLockAttempts = 1024;
+constexpr uint32_t kSpinLockAttempts = 1024;
 
 thread_local int lastError = 0;
 
@@ -35,7 +35,7 @@ void OS_initFastLock(os_fastlock_t* lock) {
 
 bool OS_initSpinLock(os_fastlock_t* lock) {
   OS_initFastLock(lock);
-  lock->spinCount = spinLockAttempts;
+  lock->spinCount = kSpinLockAttempts;
   return true;
 }
 

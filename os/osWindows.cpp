@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr DWORD spinLockAttempts = 1024;
+constexpr DWORD kSpinLockAttempts = 1024;
 
 /// Result of a wait that an object coming free ends, as one of the three-valued enums.
 template <typename Result>
@@ -15,14 +15,14 @@ Result toResult(DWORD waited) {
 }
 
 /// The system takes a few bytes more; the limit is the same everywhere.
-constexpr size_t maxNameLength = 255;
+constexpr size_t kMaxNameLength = 255;
 
 /// Makes a named object by `create`.
 /// @return false, with the reason in the last error and null in the handle, if that can't be
 template <typename Create>
 bool construct(HANDLE* handle, const char* name, Create create) {
   if (!handle) return false;
-  const bool fits = !name || strlen(name) <= maxNameLength;
+  const bool fits = !name || strlen(name) <= kMaxNameLength;
   if (!fits) SetLastError(ERROR_FILENAME_EXCED_RANGE);
   *handle = fits ? create() : nullptr;
   return *handle != nullptr;
@@ -48,7 +48,7 @@ void OS_initFastLock(os_fastlock_t* lock) {
 }
 
 bool OS_initSpinLock(os_fastlock_t* lock) {
-  return InitializeCriticalSectionAndSpinCount(lock, spinLockAttempts) != FALSE;
+  return InitializeCriticalSectionAndSpinCount(lock, kSpinLockAttempts) != FALSE;
 }
 
 void OS_deleteFastLock(os_fastlock_t* lock) {

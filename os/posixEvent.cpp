@@ -13,11 +13,11 @@ using posix::WatchedWord;
 
 namespace {
 
-constexpr uint32_t maxTokens = 0x7FFFFFFF;
+constexpr uint32_t kMaxTokens = 0x7FFFFFFF;
 /// As many as Windows waits for in one call.
-constexpr uint32_t maxEvents = 64;
+constexpr uint32_t kMaxEvents = 64;
 
-using EventList = std::array<Object*, maxEvents>;
+using EventList = std::array<Object*, kMaxEvents>;
 using Events = std::span<Object* const>;
 
 bool takeToken(Object& object) {
@@ -61,7 +61,7 @@ Sleep waitForToken(Object& object, uint32_t waitMillis) {
 }
 
 Sleep waitForAny(Events events, const TimeLimit& limit, uint32_t& taken) {
-  std::array<WatchedWord, maxEvents> words;
+  std::array<WatchedWord, kMaxEvents> words;
   std::ranges::transform(events, words.begin(), [](Object* event) { return event->tokens(); });
   return waitUntil(
       [&] {
@@ -148,7 +148,7 @@ EventResult OS_waitForEvent(EventHandle handle, uint32_t waitMillis) {
 EventResult OS_waitForMultipeEvents(uint32_t elements, EventHandle* handles, bool waitForAll, uint32_t waitMillis,
                                     uint32_t* sig) {
   EventList list;
-  if (elements == 0 || elements > maxEvents || !handles) {
+  if (elements == 0 || elements > kMaxEvents || !handles) {
     OS_setLastError(EINVAL);
     return EVENT_ERROR;
   }
@@ -170,7 +170,7 @@ EventResult OS_waitForMultipeEvents(uint32_t elements, EventHandle* handles, boo
 
 bool OS_constructSemaphore(SemaphoreData*, SemaphoreHandle* handle, const char* name, uint32_t initCnt,
                            uint32_t semCnt) {
-  if (semCnt >= 1 && semCnt <= maxTokens && initCnt <= semCnt)
+  if (semCnt >= 1 && semCnt <= kMaxTokens && initCnt <= semCnt)
     return posix::openObject(ObjectKind::semaphore, handle, name, {initCnt, semCnt});
   if (handle) *handle = nullptr;
   OS_setLastError(EINVAL);

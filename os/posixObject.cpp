@@ -23,19 +23,19 @@ namespace posix {
 namespace {
 
 /// Marks a state that may be used; cleared in a file that has to be replaced.
-constexpr uint32_t completeState = 0x51560200;
-constexpr mode_t othersMask = S_IRWXG | S_IRWXO;
+constexpr uint32_t kCompleteState = 0x51560200;
+constexpr mode_t kOthersMask = S_IRWXG | S_IRWXO;
 
 /// Where the user's directory may lie, in order; `%u` is the user. In memory where the system has that, and the last
 /// one is where no other user can be first. The place follows from system and user alone: an environment variable would
 /// lead processes of one user to different places.
-constexpr const char* places[] = {"/dev/shm/qvvisa-%u", "/tmp/qvvisa-%u", "/run/user/%u/qvvisa"};
+constexpr const char* kPlaces[] = {"/dev/shm/qvvisa-%u", "/tmp/qvvisa-%u", "/run/user/%u/qvvisa"};
 
 /// The file of the mutex under which events and semaphores come and go. No object's own: see spell().
-constexpr char gateName[] = ".gate";
-constexpr uint32_t gateWaitMillis = 1000;
+constexpr char kGateName[] = ".gate";
+constexpr uint32_t kGateWaitMillis = 1000;
 /// Others may be quicker to make or replace a file, each at most a few times.
-constexpr int maxAttempts = 100;
+constexpr int kMaxAttempts = 100;
 
 /// Guards the list and the handle counts. Locked after a gate.
 std::mutex listLock;
@@ -130,7 +130,7 @@ void initState(ObjectState* memory, ObjectKind kind, TokenCount count, bool shar
   state->most = count.most;
   state->tokens.store(count.atStart, std::memory_order_relaxed);
   if (kind == ObjectKind::mutex) initMutex(state->mutex.lock, shared);
-  state->complete.store(completeState, std::memory_order_release);
+  state->complete.store(kCompleteState, std::memory_order_release);
 }
 
 int openFile(int directory, const char* name, int flags) {
@@ -163,7 +163,7 @@ void unmap(Object& object) {
 
 /// Whether a state can be taken into use: 0, ESTALE when nobody does so and it is to be replaced, or an error number.
 int examine(const ObjectState& state, int file, ObjectKind kind) {
-  if (state.complete.load(std::memory_order_acquire) != completeState) return ESTALE;
+  if (state.complete.load(std::memory_order_acquire) != kCompleteState) return ESTALE;
   if (state.kind == ObjectKind::mutex || kind == ObjectKind::mutex) return state.kind == kind ? 0 : EINVAL;
   if (lockFile(file, LOCK_EX | LOCK_NB)) return ESTALE;
   if (state.kind != kind) return EINVAL;
@@ -202,7 +202,7 @@ int create(int directory, Object& object, ObjectKind kind, TokenCount count, uns
 /// Whether others may have put the file here while the directory was open to them: their own, or a second name for
 /// another file of the user's.
 bool isForeign(const struct stat& status) {
-  return !S_ISREG(status.st_mode) || status.st_uid != geteuid() || (status.st_mode & othersMask) != 0 ||
+  return !S_ISREG(status.st_mode) || status.st_uid != geteuid() || (status.st_mode & kOthersMask) != 0 ||
          status.st_nlink > 1;
 }
 
@@ -236,7 +236,7 @@ int tryAttach(int directory, Object& object, ObjectKind kind, TokenCount count) 
 
 int attach(int directory, Object& object, ObjectKind kind, TokenCount count) {
   int error = EAGAIN;
-  for (int attempt = 0; error == EAGAIN && attempt < maxAttempts; ++attempt)
+  for (int attempt = 0; error == EAGAIN && attempt < kMaxAttempts; ++attempt)
     error = tryAttach(directory, object, kind, count);
   return error;
 }
@@ -245,10 +245,10 @@ int attach(int directory, Object& object, ObjectKind kind, TokenCount count) {
 class Gate {
 public:
   explicit Gate(int directory) : object_{} {
-    memcpy(object_.fileName, gateName, sizeof gateName);
+    memcpy(object_.fileName, kGateName, sizeof kGateName);
     error_ = attach(directory, object_, ObjectKind::mutex, {});
     if (error_ != 0) return;
-    const TimeLimit limit(gateWaitMillis);
+    const TimeLimit limit(kGateWaitMillis);
     error_ = lockMutex(object_, limit);
     // Whoever died in here left nothing half done.
     if (error_ == EOWNERDEAD) error_ = lockMutex(object_, limit);
@@ -317,7 +317,7 @@ void makePrivate(Object& object, ObjectKind kind, TokenCount count) {
 
 int openNamed(std::unique_ptr<Object>& fresh, ObjectKind kind, TokenCount count, Object*& result) {
   int error = 0;
-  for (const char* place : places) {
+  for (const char* place : kPlaces) {
     error = openIn(place, fresh, kind, count, result);
     // What is there, but of another kind or held up, isn't made a second time elsewhere.
     if (error == 0 || error == EINVAL || error == ETIMEDOUT) return error;

@@ -8,8 +8,8 @@
 
 namespace {
 
-constexpr uint32_t maxSuspensions = 127;
-constexpr uint32_t suspendFailed = 0xFFFFFFFF;
+constexpr uint32_t kMaxSuspensions = 127;
+constexpr uint32_t kSuspendFailed = 0xFFFFFFFF;
 
 /// What a handle points to. The handle keeps it, and so does the thread where it needs it.
 struct Thread {
@@ -131,7 +131,7 @@ bool OS_closeThreadHandle(ThreadHandle handle) {
 
 uint32_t OS_resumeThread(ThreadHandle handle) {
   Thread* thread = threadOf(handle);
-  if (!thread) return suspendFailed;
+  if (!thread) return kSuspendFailed;
   const std::lock_guard guard(thread->lock);
   if (thread->suspensions == 0) return 0;
   thread->changed.notify_all();
@@ -141,13 +141,13 @@ uint32_t OS_resumeThread(ThreadHandle handle) {
 // What could stop a running thread is a signal, with a handler in the host program's process.
 uint32_t OS_suspendThread(ThreadHandle handle) {
   Thread* thread = threadOf(handle);
-  if (!thread) return suspendFailed;
+  if (!thread) return kSuspendFailed;
   std::unique_lock guard(thread->lock);
   const bool self = isCaller(*thread);
   const bool standing = thread->suspensions != 0 || !thread->begun;
-  if ((!self && !standing) || thread->killed || thread->suspensions >= maxSuspensions) {
+  if ((!self && !standing) || thread->killed || thread->suspensions >= kMaxSuspensions) {
     OS_setLastError(ENOTSUP);
-    return suspendFailed;
+    return kSuspendFailed;
   }
   const uint32_t before = thread->suspensions++;
   if (self) {

@@ -13,7 +13,7 @@ namespace {
 
 static_assert(Word::is_always_lock_free && sizeof(Word) == sizeof(uint32_t), "the kernel reads the word as it is");
 
-constexpr size_t maxWords = FUTEX_WAITV_MAX;
+constexpr size_t kMaxWords = FUTEX_WAITV_MAX;
 
 const timespec* endOf(const TimeLimit& limit) {
   return limit.infinite ? nullptr : &limit.end;
@@ -47,7 +47,7 @@ Sleep sleepWhile(WatchedWord word, uint32_t value, const TimeLimit& limit) {
 Sleep sleepWhileZero(std::span<const WatchedWord> words, const TimeLimit& limit) {
   if (limit.none) return Sleep::timeOver;
   if (words.size() == 1) return sleepWhile(words[0], 0, limit);
-  futex_waitv waiters[maxWords] = {};
+  futex_waitv waiters[kMaxWords] = {};
   for (size_t i = 0; i < words.size(); ++i) {
     waiters[i].uaddr = reinterpret_cast<uintptr_t>(words[i].word);
     waiters[i].flags = FUTEX_32 | (words[i].shared ? 0U : static_cast<uint32_t>(FUTEX_PRIVATE_FLAG));

@@ -2,6 +2,7 @@
 
 #include "portsClass.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cinttypes>
 #include <climits>
@@ -9,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <span>
 
 const GUID RS232GUID = PORTS_CLASS;
 const char rs232GuidStr[GUID_STR_SIZE] = PORTS_CLASS_TEXT;
@@ -131,46 +133,46 @@ Number numberOf(const char* property) {
   return number;
 }
 
+struct RegistryType {
+  DWORD type;
+  const char* name;
+};
+
+/// Printed with their text behind the name.
+constexpr RegistryType kTexts[] = {
+    {REG_SZ, "REG_SZ"},
+    {REG_EXPAND_SZ, "REG_EXPAND_SZ"},
+    {REG_LINK, "REG_LINK"},
+};
+
+/// Printed by their name alone.
+constexpr RegistryType kNames[] = {
+    {REG_NONE, "REG_NONE"},
+    {REG_BINARY, "REG_BINARY"},
+    {REG_RESOURCE_LIST, "REG_RESOURCE_LIST"},
+    {REG_FULL_RESOURCE_DESCRIPTOR, "REG_FULL_RESOURCE_DESCRIPTOR"},
+    {REG_RESOURCE_REQUIREMENTS_LIST, "REG_RESOURCE_REQUIREMENTS_LIST"},
+};
+
+/// The name of a type in a table, or null.
+const char* nameIn(std::span<const RegistryType> table, DWORD type) {
+  const auto row = std::ranges::find(table, type, &RegistryType::type);
+  return row == table.end() ? nullptr : row->name;
+}
+
 void printValue(DWORD type, const char* property, DWORD size) {
-  switch (type) {
-  case REG_NONE:
-    std::printf("REG_NONE\n");
-    break;
-  case REG_SZ:
-    std::printf("REG_SZ: %s\n", property);
-    break;
-  case REG_EXPAND_SZ:
-    std::printf("REG_EXPAND_SZ: %s\n", property);
-    break;
-  case REG_BINARY:
-    std::printf("REG_BINARY\n");
-    break;
-  case REG_DWORD:
-  case REG_DWORD_BIG_ENDIAN:
+  if (const char* name = nameIn(kTexts, type)) {
+    std::printf("%s: %s\n", name, property);
+  } else if (type == REG_DWORD || type == REG_DWORD_BIG_ENDIAN) {
     std::printf("REG_DWORD 0x%08" PRIX32 "\n", numberOf<uint32_t>(property));
-    break;
-  case REG_LINK:
-    std::printf("REG_LINK: %s\n", property);
-    break;
-  case REG_MULTI_SZ:
-    std::printf("REG_MULTI_SZ: %s\n", qvh_PrintRegMultiSz("\n--->", property, static_cast<unsigned int>(size)));
-    break;
-  case REG_RESOURCE_LIST:
-    std::printf("REG_RESOURCE_LIST\n");
-    break;
-  case REG_FULL_RESOURCE_DESCRIPTOR:
-    std::printf("REG_FULL_RESOURCE_DESCRIPTOR\n");
-    break;
-  case REG_RESOURCE_REQUIREMENTS_LIST:
-    std::printf("REG_RESOURCE_REQUIREMENTS_LIST\n");
-    break;
-  // In decimal, between the marks of a hexadecimal number.
-  case REG_QWORD:
+  } else if (type == REG_QWORD) {
+    // In decimal, between the marks of a hexadecimal number.
     std::printf("REG_QWORD 0x%" PRIu64 "X\n", numberOf<uint64_t>(property));
-    break;
-  default:
-    std::printf("unknown data type\n");
-    break;
+  } else if (type == REG_MULTI_SZ) {
+    std::printf("REG_MULTI_SZ: %s\n", qvh_PrintRegMultiSz("\n--->", property, static_cast<unsigned int>(size)));
+  } else {
+    const char* const plain = nameIn(kNames, type);
+    std::printf("%s\n", plain ? plain : "unknown data type");
   }
 }
 

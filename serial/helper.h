@@ -75,8 +75,7 @@ QVVISA_API char* qvh_printParity(const DCB* dcb);
 /// @param multiSz  strings with their NULs one behind the other; an empty one ends them
 /// @param len      size of the property in bytes
 /// @return the text, cut at REGMULTISZ_MAXBUF - 1 characters, in a static buffer that the next call overwrites, from
-/// any
-///         thread
+///         any thread
 QVVISA_API char* qvh_PrintRegMultiSz(const char* delim, const void* multiSz, unsigned int len);
 
 /// Prints a device's properties of the table devProps, one to a line, on standard output.

@@ -88,7 +88,7 @@ qv_status copyConnectedPort(int comPort, qvlsPort_t** copy) {
 
 qv_status qvls_OpenPort(qvlsPort_t** ppPortNode, int comPort) {
   if (!ppPortNode) return QVLS_ERR_INVAL_PARAM1;
-  if (comPort < 1 || comPort > maxComPort) return QVLS_ERR_INVAL_PARAM2;
+  if (comPort < 1 || comPort > kMaxComPort) return QVLS_ERR_INVAL_PARAM2;
   *ppPortNode = nullptr;
   qvlsPort_t* node = nullptr;
   qv_status status = copyConnectedPort(comPort, &node);

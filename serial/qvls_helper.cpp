@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr char unknownText[] = "n.a.";
+constexpr char kUnknownText[] = "n.a.";
 
 /// Reads a text property of a device into a field of that size. A value that was stored without its NUL is ended here.
 template <size_t size>
@@ -86,7 +86,7 @@ qv_status qvls_InitSerialPortNode(qvlsPort_t** ppNode) {
   node->present = PRESENCE_UNKNOWN;
   node->driverInstance = -1;
   for (char* text : {node->service, node->friendlyName, node->phyDevName, node->manufName, node->DevInstIdBuf}) {
-    std::memcpy(text, unknownText, sizeof(unknownText));
+    std::memcpy(text, kUnknownText, sizeof(kUnknownText));
   }
   std::memcpy(node->wErrBuf, "no error", sizeof("no error"));
   node->cDcb.DCBlength = sizeof(DCB);

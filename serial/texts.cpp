@@ -10,7 +10,7 @@ struct CodeText {
   const char* text;
 };
 
-constexpr CodeText statusTexts[] = {
+constexpr CodeText kStatusTexts[] = {
     {QVLS_SUCCESS, "no error"},
     {QVLS_ERR_ALLOC, "failed to allocate memory"},
     {QVLS_ERR_INVAL_PARAM1, "given parameter 1 is wrong"},
@@ -29,25 +29,25 @@ constexpr CodeText statusTexts[] = {
     {QVLS_ERR_WINDOWS, "Unknown error caused by system call"},
 };
 
-constexpr CodeText parityTexts[] = {
+constexpr CodeText kParityTexts[] = {
     {NOPARITY, "no parity"},     {ODDPARITY, "odd parity"},     {EVENPARITY, "even parity"},
     {MARKPARITY, "mark parity"}, {SPACEPARITY, "space parity"},
 };
 
-constexpr CodeText stopBitsTexts[] = {
+constexpr CodeText kStopBitsTexts[] = {
     {ONESTOPBIT, "1 stop bit"},
     {ONE5STOPBITS, "1.5 stop bits"},
     {TWOSTOPBITS, "2 stop bits"},
 };
 
-constexpr CodeText rtsTexts[] = {
+constexpr CodeText kRtsTexts[] = {
     {RTS_CONTROL_DISABLE, "RTS disabled, fixed to low"},
     {RTS_CONTROL_ENABLE, "RTS enabled, fixed to high"},
     {RTS_CONTROL_HANDSHAKE, "RTS handshake enabled (auto)"},
     {RTS_CONTROL_TOGGLE, "RTS enabled while sending"},
 };
 
-constexpr CodeText dtrTexts[] = {
+constexpr CodeText kDtrTexts[] = {
     {DTR_CONTROL_DISABLE, "DTR line low"},
     {DTR_CONTROL_ENABLE, "DTR line high"},
     {DTR_CONTROL_HANDSHAKE, "DTR handshake enabled"},
@@ -64,7 +64,7 @@ const char* lookUp(const CodeText (&table)[rows], int code, const char* otherwis
 
 const char* qvls_GetErrMsg(const qvlsPort_t* pNode, qv_status tErr) {
   if (tErr == QVLS_ERR_WINDOWS && pNode) return pNode->wErrBuf;
-  return lookUp(statusTexts, tErr, "unkown libserial error");
+  return lookUp(kStatusTexts, tErr, "unkown libserial error");
 }
 
 const char* qvls_welcome() {
@@ -76,19 +76,19 @@ void qvls_print_debug_malloc_list() {
 }
 
 const char* qvls_HelperPrintParity(int parity) {
-  return lookUp(parityTexts, parity, "wrony parity code");
+  return lookUp(kParityTexts, parity, "wrony parity code");
 }
 
 const char* qvls_HelperStopBits(int stopBits) {
-  return lookUp(stopBitsTexts, stopBits, "wrony stop bits code");
+  return lookUp(kStopBitsTexts, stopBits, "wrony stop bits code");
 }
 
 const char* qvls_HelperRtsControl(int fRtsControl) {
-  return lookUp(rtsTexts, fRtsControl, "wrony RTS control code");
+  return lookUp(kRtsTexts, fRtsControl, "wrony RTS control code");
 }
 
 const char* qvls_HelperDtrControl(int fDtrControl) {
-  return lookUp(dtrTexts, fDtrControl, "wrony DTR control code");
+  return lookUp(kDtrTexts, fDtrControl, "wrony DTR control code");
 }
 
 const char* qvls_HelperCtsFlow(int fOutCtsFlow) {

@@ -86,22 +86,22 @@ bool isAlive(const Port& port) {
 
 /// A point of the monotonic clock, in ns.
 using Time = int64_t;
-constexpr Time never = std::numeric_limits<Time>::max();
-constexpr Time nsPerMs = 1'000'000;
+constexpr Time kNever = std::numeric_limits<Time>::max();
+constexpr Time kNsPerMs = 1'000'000;
 
 Time now() {
   timespec time = {};
   clock_gettime(CLOCK_MONOTONIC, &time);
-  return Time{time.tv_sec} * 1000 * nsPerMs + time.tv_nsec;
+  return Time{time.tv_sec} * 1000 * kNsPerMs + time.tv_nsec;
 }
 
 Time msAfter(Time start, uint64_t ms) {
-  return ms < static_cast<uint64_t>((never - start) / nsPerMs) ? start + static_cast<Time>(ms) * nsPerMs : never;
+  return ms < static_cast<uint64_t>((kNever - start) / kNsPerMs) ? start + static_cast<Time>(ms) * kNsPerMs : kNever;
 }
 
 timespec spanUntil(Time deadline) {
   const Time rest = std::max<Time>(deadline - now(), 0);
-  return {rest / (1000 * nsPerMs), rest % (1000 * nsPerMs)};
+  return {rest / (1000 * kNsPerMs), rest % (1000 * kNsPerMs)};
 }
 
 /// A total time limit: 0 for both parts means that there is none.
@@ -111,7 +111,7 @@ public:
       : isSet_(multiplier != 0 || constant != 0), ms_(uint64_t{multiplier} * size + constant) {}
   /// The clock is first read when there is something to wait for.
   Time deadline() {
-    if (deadline_ == 0) deadline_ = isSet_ ? msAfter(now(), ms_) : never;
+    if (deadline_ == 0) deadline_ = isSet_ ? msAfter(now(), ms_) : kNever;
     return deadline_;
   }
 
@@ -129,7 +129,7 @@ Wait waitFor(const Port& port, short events, Time deadline) {
   int count = 0;
   do {
     const timespec rest = spanUntil(deadline);
-    count = ppoll(&line, 1, deadline == never ? nullptr : &rest, nullptr);
+    count = ppoll(&line, 1, deadline == kNever ? nullptr : &rest, nullptr);
   } while (count < 0 && errno == EINTR);
   if (count == 0) return Wait::Expired;
   return count > 0 && (line.revents & events) != 0 ? Wait::Ready : Wait::Broken;
@@ -185,7 +185,10 @@ int openExclusively(const char* path) {
     descriptor = open(path, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
   } while (descriptor < 0 && errno == EINTR);
   descriptor = awayFromStandardStreams(descriptor);
-  if (descriptor < 0) return fail(errno), -1;
+  if (descriptor < 0) {
+    fail(errno);
+    return -1;
+  }
   if (makeExclusive(descriptor)) return descriptor;
   close(descriptor);
   return -1;
@@ -216,7 +219,10 @@ void noteModemLines(Port& port) {
 
 PortOwner openPort(const char* path) {
   void* const memory = DEBUG_MALLOC(sizeof(Port));
-  if (memory == nullptr) return fail(ENOMEM), nullptr;
+  if (memory == nullptr) {
+    fail(ENOMEM);
+    return nullptr;
+  }
   PortOwner port(new (memory) Port);
   port->descriptor = openExclusively(path);
   if (port->descriptor < 0 || !makeRaw(port->descriptor)) return nullptr;
@@ -226,9 +232,9 @@ PortOwner openPort(const char* path) {
 
 // --- Settings ---
 
-constexpr tcflag_t parityFlags[] = {0, PARENB | PARODD, PARENB, PARENB | PARODD | CMSPAR, PARENB | CMSPAR};
-constexpr tcflag_t sizeFlags[] = {CS5, CS6, CS7, CS8};
-constexpr BYTE smallestByteSize = 5;
+constexpr tcflag_t kParityFlags[] = {0, PARENB | PARODD, PARENB, PARENB | PARODD | CMSPAR, PARENB | CMSPAR};
+constexpr tcflag_t kSizeFlags[] = {CS5, CS6, CS7, CS8};
+constexpr BYTE kSmallestByteSize = 5;
 
 template <size_t Count>
 BYTE indexOf(const tcflag_t (&flags)[Count], tcflag_t flag) {
@@ -241,11 +247,11 @@ bool hasCtsHandshake(const termios2& line) {
 
 void readLine(const termios2& line, DCB& dcb) {
   dcb.BaudRate = line.c_ospeed;
-  dcb.ByteSize = static_cast<BYTE>(smallestByteSize + indexOf(sizeFlags, line.c_cflag & CSIZE));
+  dcb.ByteSize = static_cast<BYTE>(kSmallestByteSize + indexOf(kSizeFlags, line.c_cflag & CSIZE));
   const bool hasParity = (line.c_cflag & PARENB) != 0;
-  dcb.Parity = hasParity ? indexOf(parityFlags, line.c_cflag & (PARENB | PARODD | CMSPAR)) : NOPARITY;
+  dcb.Parity = hasParity ? indexOf(kParityFlags, line.c_cflag & (PARENB | PARODD | CMSPAR)) : NOPARITY;
   // Two stop bits are one and a half with 5 data bits: that is how the chips do it.
-  const BYTE longStop = dcb.ByteSize == smallestByteSize ? ONE5STOPBITS : TWOSTOPBITS;
+  const BYTE longStop = dcb.ByteSize == kSmallestByteSize ? ONE5STOPBITS : TWOSTOPBITS;
   dcb.StopBits = (line.c_cflag & CSTOPB) != 0 ? longStop : ONESTOPBIT;
   dcb.fOutxCtsFlow = hasCtsHandshake(line);
   dcb.fParity = (line.c_iflag & INPCK) != 0;
@@ -268,7 +274,7 @@ void writeLine(const DCB& dcb, termios2& line) {
     line.c_ispeed = dcb.BaudRate;
   }
   setFlag(line.c_cflag, CSIZE | PARENB | PARODD | CMSPAR, false);
-  line.c_cflag |= sizeFlags[dcb.ByteSize - smallestByteSize] | parityFlags[dcb.Parity];
+  line.c_cflag |= kSizeFlags[dcb.ByteSize - kSmallestByteSize] | kParityFlags[dcb.Parity];
   setFlag(line.c_cflag, CSTOPB, dcb.StopBits != ONESTOPBIT);
   setFlag(line.c_cflag, CRTSCTS, dcb.fOutxCtsFlow);
   setFlag(line.c_iflag, INPCK, dcb.fParity);
@@ -280,8 +286,8 @@ void writeLine(const DCB& dcb, termios2& line) {
 
 /// Whether a terminal line has these settings at all.
 bool isPossible(const Port& port, const DCB& dcb, const termios2& line) {
-  const bool isFive = dcb.ByteSize == smallestByteSize;
-  const bool framing = dcb.ByteSize >= smallestByteSize && dcb.ByteSize <= 8 && dcb.Parity <= SPACEPARITY &&
+  const bool isFive = dcb.ByteSize == kSmallestByteSize;
+  const bool framing = dcb.ByteSize >= kSmallestByteSize && dcb.ByteSize <= 8 && dcb.Parity <= SPACEPARITY &&
                        dcb.StopBits <= TWOSTOPBITS && dcb.StopBits != (isFive ? TWOSTOPBITS : ONE5STOPBITS);
   const bool speed = dcb.BaudRate != 0 || line.c_ospeed == 0;
   // Linux has one switch for both directions of the RTS/CTS handshake, and none for DTR/DSR.
@@ -327,7 +333,7 @@ bool waitForOutput(const Port& port, Time deadline) {
     if (count != last || standstill == 0) standstill = msAfter(now(), patienceMs);
     if (port.isHeld || now() >= std::min(standstill, deadline)) return false;
     last = count;
-    constexpr timespec pause = {0, nsPerMs};
+    constexpr timespec pause = {0, kNsPerMs};
     nanosleep(&pause, nullptr);
   }
 }
@@ -335,7 +341,7 @@ bool waitForOutput(const Port& port, Time deadline) {
 /// Gives the line its new settings, or leaves it the old ones.
 bool applyLine(const Port& port, const termios2& old, const termios2& wanted) {
   // What is still on its way goes out as it was meant. The kernel's own wait has an end only without handshake.
-  const bool isSent = waitForOutput(port, never) && !hasCtsHandshake(old);
+  const bool isSent = waitForOutput(port, kNever) && !hasCtsHandshake(old);
   termios2 actual = wanted;
   const bool isTaken = control(port.descriptor, isSent ? TCSETSW2 : TCSETS2, &actual);
   if (!isTaken && OS_getLastError() != EINVAL) return false;
@@ -429,7 +435,10 @@ ssize_t fetch(Port& port, std::span<BYTE> room, bool isBroken) {
   // A line that was hung up reads like the end of a file, and so does one without bytes whose VMIN somebody set to 0.
   const bool isEmpty = count == 0 ? isAlive(port) : count < 0 && errno == EAGAIN;
   if (isEmpty && !isBroken) return 0;
-  if (count <= 0) return fail(count == 0 || isEmpty ? EIO : errno), -1;
+  if (count <= 0) {
+    fail(count == 0 || isEmpty ? EIO : errno);
+    return -1;
+  }
   if (isDirect) return count;
   port.queueBegin = 0;
   port.queueEnd = static_cast<size_t>(count);
@@ -517,7 +526,10 @@ HANDLE CreateFileA(const char* name, DWORD access, DWORD shareMode, SECURITY_ATT
                    DWORD flags, HANDLE templateFile) {
   const bool isSupported = access == (GENERIC_READ | GENERIC_WRITE) && shareMode == 0 && security == nullptr &&
                            disposition == OPEN_EXISTING && flags == 0 && templateFile == nullptr;
-  if (!isSupported) return fail(EINVAL), INVALID_HANDLE_VALUE;
+  if (!isSupported) {
+    fail(EINVAL);
+    return INVALID_HANDLE_VALUE;
+  }
   char path[256];
   if (!findComPortPath(comPortOf(name), path, sizeof path)) return INVALID_HANDLE_VALUE;
   PortOwner port = openPort(path);

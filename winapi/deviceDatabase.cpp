@@ -118,14 +118,14 @@ struct Family {
   int base;
   int size;
 };
-constexpr Family families[] = {
+constexpr Family kFamilies[] = {
     {"ttyS", 1, 99}, {"ttyUSB", 100, 100}, {"ttyACM", 200, 100}, {"ttyAMA", 300, 100}, {"rfcomm", 400, 100},
 };
-constexpr int firstOtherComPort = 500;
+constexpr int kFirstOtherComPort = 500;
 
 /// The COM number that goes with a kernel name, or 0 if there is none.
 int fixedComPort(string_view name) {
-  for (const Family& family : families) {
+  for (const Family& family : kFamilies) {
     if (!name.starts_with(family.prefix)) continue;
     const string_view digits = name.substr(family.prefix.size());
     int index = 0;
@@ -224,7 +224,7 @@ bool collectMachinePorts(PortSet& set) {
 void numberMachinePorts(PortSet& set) {
   const auto ports = portsOf(set);
   std::sort(ports.begin(), ports.end(), [](const Port& a, const Port& b) { return strverscmp(a.name, b.name) < 0; });
-  int nextOther = firstOtherComPort;
+  int nextOther = kFirstOtherComPort;
   for (Port& port : ports) {
     port.comPort = fixedComPort(port.name);
     if (port.comPort == 0) port.comPort = nextOther++;
@@ -253,7 +253,7 @@ bool parseUserPort(string_view entry, UserPort& port) {
   entry = entry.substr(0, entry.find_last_not_of(' ') + 1);
   const auto [end, error] = std::from_chars(entry.begin(), entry.end(), port.comPort);
   if (error != std::errc{} || end == entry.end() || *end != '=') return false;
-  if (port.comPort < 1 || port.comPort > maxComPort) return false;
+  if (port.comPort < 1 || port.comPort > kMaxComPort) return false;
   const string_view path(end + 1, entry.end());
   if (!path.starts_with('/') || path.size() >= sizeof port.path) return false;
   setText(port.path, {path});

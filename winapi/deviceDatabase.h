@@ -8,7 +8,7 @@
 #include "winTypes.h"
 
 /// The highest COM number that a port can be opened by.
-constexpr int maxComPort = 1000;
+constexpr int kMaxComPort = 1000;
 
 #if defined(_WIN32)
 

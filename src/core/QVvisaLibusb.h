@@ -1,4 +1,4 @@
-/// The library's footing on libusb: its context, the translation of its results, and owners for what it hands out.
+/// libusb as the library uses it: its context, the translation of its results, and owners for what it hands out.
 #pragma once
 
 #include "QVvisa.h"

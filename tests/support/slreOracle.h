@@ -56,29 +56,39 @@ private:
   Span& bracket(int index) { return brackets_[static_cast<std::size_t>(index)]; }
   int newest() const { return static_cast<int>(brackets_.size()) - 1; }
 
+  /// Notes the element at a place, or tells its fault.
+  int note(int i, int& depth) {
+    const int current = brackets_.back().end < brackets_.back().begin ? newest() : depth;
+    switch (at(i)) {
+    case '|':
+      if (bars_.size() == 100) return SLRE_TOO_MANY_BRANCHES;
+      bars_.emplace_back(current, i);
+      return 0;
+    case '\\': {
+      const bool hex = at(i + 1) == 'x' && std::isxdigit(at(i + 2)) && std::isxdigit(at(i + 3));
+      return hex || oneOf(at(i + 1), "^$().[]*+?|\\Ssdbfnrtv") ? 0 : SLRE_INVALID_METACHARACTER;
+    }
+    case '(':
+      if (brackets_.size() == 100) return SLRE_TOO_MANY_BRACKETS;
+      ++depth;
+      brackets_.push_back({i + 1, i});
+      return numCaps_ > 0 && newest() > numCaps_ ? SLRE_CAPS_ARRAY_TOO_SMALL : 0;
+    case ')':
+      bracket(current).end = i;
+      if (--depth < 0) return SLRE_UNBALANCED_BRACKETS;
+      return at(i - 1) == '(' ? SLRE_NO_MATCH : 0;
+    default:
+      return 0;
+    }
+  }
+
   int scan() {
     brackets_ = {{0, size_}};
     int depth = 0;
-    const auto current = [&] { return brackets_.back().end < brackets_.back().begin ? newest() : depth; };
     for (int i = 0, len = 0; i < size_; i += len) {
       len = elementLen(i, size_);
       if (len == 0) return SLRE_INVALID_CHARACTER_SET;
-      if (at(i) == '|') {
-        if (bars_.size() == 100) return SLRE_TOO_MANY_BRANCHES;
-        bars_.emplace_back(current(), i);
-      } else if (at(i) == '\\') {
-        const bool hex = at(i + 1) == 'x' && std::isxdigit(at(i + 2)) && std::isxdigit(at(i + 3));
-        if (!hex && !oneOf(at(i + 1), "^$().[]*+?|\\Ssdbfnrtv")) return SLRE_INVALID_METACHARACTER;
-      } else if (at(i) == '(') {
-        if (brackets_.size() == 100) return SLRE_TOO_MANY_BRACKETS;
-        ++depth;
-        brackets_.push_back({i + 1, i});
-        if (numCaps_ > 0 && newest() > numCaps_) return SLRE_CAPS_ARRAY_TOO_SMALL;
-      } else if (at(i) == ')') {
-        bracket(current()).end = i;
-        if (--depth < 0) return SLRE_UNBALANCED_BRACKETS;
-        if (at(i - 1) == '(') return SLRE_NO_MATCH;
-      }
+      if (const int fault = note(i, depth); fault != 0) return fault;
     }
     if (depth != 0) return SLRE_UNBALANCED_BRACKETS;
     for (std::size_t i = 0; i < bars_.size(); ++i)
@@ -129,23 +139,21 @@ private:
         const int n = repetition({i, next}, re.end, {place, subject.end}, index, behind);
         return n < 0 ? n : place - subject.begin + n;
       }
-      int n = 0;
-      if (group) {
-        n = groupThenRest(++index, {next, re.end}, {place, subject.end});
-      } else if (at(i) == '^') {
-        n = place == subject.begin ? 0 : SLRE_NO_MATCH;
-      } else if (at(i) == '$') {
-        n = place == subject.end ? 0 : SLRE_NO_MATCH;
-      } else if (place == subject.end) {
-        n = SLRE_NO_MATCH;
-      } else {
-        n = at(i) == '[' ? setMatches({i + 1, re.end}, byteAt(place)) : elementMatches(i, byteAt(place));
-      }
+      const int n =
+          group ? groupThenRest(++index, {next, re.end}, {place, subject.end}) : single(i, re.end, place, subject);
       if (n < 0) return n;
       place += n;
       i = next;
     }
     return place - subject.begin;
+  }
+
+  /// An element other than a group, once.
+  int single(int i, int end, int place, Span subject) {
+    if (at(i) == '^') return place == subject.begin ? 0 : SLRE_NO_MATCH;
+    if (at(i) == '$') return place == subject.end ? 0 : SLRE_NO_MATCH;
+    if (place == subject.end) return SLRE_NO_MATCH;
+    return at(i) == '[' ? setMatches({i + 1, end}, byteAt(place)) : elementMatches(i, byteAt(place));
   }
 
   int groupThenRest(int index, Span rest, Span subject) {
