@@ -88,17 +88,13 @@ ViStatus writeFromFile(Instrument& instrument, ViConstString filename, ViUInt32 
 }  // namespace
 
 ViStatus _VI_FUNC viReadToFile(ViSession vi, ViConstString filename, ViUInt32 cnt, ViPUInt32 retCnt) {
-  ViUInt32 count = 0;
-  const ViStatus status =
-      onInstrument(vi, [&](Instrument& instrument) { return readToFile(instrument, filename, cnt, count); });
-  if (retCnt) *retCnt = count;
-  return status;
+  return onTransfer(vi, retCnt, [&](Instrument& instrument, ViUInt32& count) {
+    return readToFile(instrument, filename, cnt, count);
+  });
 }
 
 ViStatus _VI_FUNC viWriteFromFile(ViSession vi, ViConstString filename, ViUInt32 cnt, ViPUInt32 retCnt) {
-  ViUInt32 count = 0;
-  const ViStatus status =
-      onInstrument(vi, [&](Instrument& instrument) { return writeFromFile(instrument, filename, cnt, count); });
-  if (retCnt) *retCnt = count;
-  return status;
+  return onTransfer(vi, retCnt, [&](Instrument& instrument, ViUInt32& count) {
+    return writeFromFile(instrument, filename, cnt, count);
+  });
 }

@@ -82,9 +82,11 @@ ViStatus bufferedRead(Instrument& instrument, ViPBuf buf, ViUInt32 cnt, ViUInt32
   return input.isAtEnd() ? input.endStatus() : VI_SUCCESS_MAX_CNT;
 }
 
-ViStatus bufferedWrite(Instrument& instrument, ViConstBuf buf, ViUInt32 cnt) {
+ViStatus bufferedWrite(Instrument& instrument, ViConstBuf buf, ViUInt32 cnt, ViUInt32& count) {
   SessionOutput output(instrument);
-  return output.finish(output.put(buf, cnt));
+  const ViStatus status = output.finish(output.put(buf, cnt));
+  if (status == VI_SUCCESS) count = cnt;
+  return status;
 }
 
 /// Runs a formatted operation on a session, with a format string that is there.
@@ -121,20 +123,15 @@ ViStatus _VI_FUNC viFlush(ViSession vi, ViUInt16 mask) {
 }
 
 ViStatus _VI_FUNC viBufWrite(ViSession vi, ViConstBuf buf, ViUInt32 cnt, ViPUInt32 retCnt) {
-  const ViStatus status = onInstrument(vi, [&](Instrument& instrument) {
-    return buf || cnt == 0 ? bufferedWrite(instrument, buf, cnt) : VI_ERROR_USER_BUF;
+  return onTransfer(vi, retCnt, [&](Instrument& instrument, ViUInt32& count) {
+    return buf || cnt == 0 ? bufferedWrite(instrument, buf, cnt, count) : VI_ERROR_USER_BUF;
   });
-  if (retCnt) *retCnt = status == VI_SUCCESS ? cnt : 0;
-  return status;
 }
 
 ViStatus _VI_FUNC viBufRead(ViSession vi, ViPBuf buf, ViUInt32 cnt, ViPUInt32 retCnt) {
-  ViUInt32 count = 0;
-  const ViStatus status = onInstrument(vi, [&](Instrument& instrument) {
+  return onTransfer(vi, retCnt, [&](Instrument& instrument, ViUInt32& count) {
     return buf || cnt == 0 ? bufferedRead(instrument, buf, cnt, count) : VI_ERROR_USER_BUF;
   });
-  if (retCnt) *retCnt = count;
-  return status;
 }
 
 ViStatus _VI_FUNC viVPrintf(ViSession vi, ViConstString writeFmt, ViVAList params) {

@@ -178,21 +178,15 @@ ViStatus _VI_FUNC viUnlock(ViSession vi) {
 }
 
 ViStatus _VI_FUNC viRead(ViSession vi, ViPBuf buf, ViUInt32 cnt, ViPUInt32 retCnt) {
-  ViUInt32 count = 0;
-  const ViStatus status = onInstrument(vi, [&](Instrument& instrument) {
+  return onTransfer(vi, retCnt, [&](Instrument& instrument, ViUInt32& count) {
     return buf || cnt == 0 ? readMessage(instrument, buf, cnt, count) : VI_ERROR_USER_BUF;
   });
-  if (retCnt) *retCnt = count;
-  return status;
 }
 
 ViStatus _VI_FUNC viWrite(ViSession vi, ViConstBuf buf, ViUInt32 cnt, ViPUInt32 retCnt) {
-  ViUInt32 count = 0;
-  const ViStatus status = onInstrument(vi, [&](Instrument& instrument) {
+  return onTransfer(vi, retCnt, [&](Instrument& instrument, ViUInt32& count) {
     return buf || cnt == 0 ? writeMessage(instrument, buf, cnt, true, count) : VI_ERROR_USER_BUF;
   });
-  if (retCnt) *retCnt = count;
-  return status;
 }
 
 ViStatus _VI_FUNC viAssertTrigger(ViSession vi, ViUInt16 protocol) {

@@ -44,7 +44,10 @@ ViStatus readBelow(Instrument& instrument, ViUInt32 cnt, ViUInt32 limit_ms, ViUI
 ViStatus receiveUsbtmc(Instrument& instrument, ViUInt32, const Deadline& deadline) {
   if (!reserve(instrument.received, kUsbtmcResponse)) return VI_ERROR_ALLOC;
   instrument.received.endsMessage = true;
-  return standardStatus(readBelow(instrument, kUsbtmcResponse, deadline.left()));
+  const ViStatus status = readBelow(instrument, kUsbtmcResponse, deadline.left());
+  // The time limit too, after which the device didn't let go of the message.
+  if (status == VI_ERROR_RESP_PENDING || status == VI_ERROR_INV_MODE) return VI_ERROR_TMO;
+  return standardStatus(status);
 }
 
 /// One transfer, which the device ends with a short packet, if not sooner.

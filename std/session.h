@@ -107,4 +107,14 @@ ViStatus onInstrument(ViSession vi, Operation operation) {
   return status == VI_SUCCESS ? operation(*instrument) : status;
 }
 
+/// The same for a transfer, whose count reaches the caller however it ends.
+/// @param retCnt  may be null
+template <typename Operation>
+ViStatus onTransfer(ViSession vi, ViPUInt32 retCnt, Operation operation) {
+  ViUInt32 count = 0;
+  const ViStatus status = onInstrument(vi, [&](Instrument& instrument) { return operation(instrument, count); });
+  if (retCnt) *retCnt = count;
+  return status;
+}
+
 }  // namespace qvstd

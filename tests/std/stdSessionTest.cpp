@@ -150,6 +150,26 @@ TEST_F(StdTcp, AttributesAreTheSessions) {
   for (const auto& [name, value, status] : refused) EXPECT_EQ(viSetAttribute(vi_, name, value), status) << name;
 }
 
+TEST(StdManager, HasAttributesOfItsOwn) {
+  const Manager manager;
+  const auto get = [&](ViAttr name) {
+    ViUInt64 value = 0;
+    EXPECT_EQ(viGetAttribute(manager.vi, name, &value), VI_SUCCESS) << name;
+    return value;
+  };
+  EXPECT_EQ(viSetAttribute(manager.vi, VI_ATTR_USER_DATA_64, static_cast<ViBusSize>(0x123456789U)), VI_SUCCESS);
+  EXPECT_EQ(get(VI_ATTR_USER_DATA_64), 0x123456789U);
+  EXPECT_EQ(get(VI_ATTR_USER_DATA_32), 0x23456789U);
+  EXPECT_EQ(get(VI_ATTR_RM_SESSION), manager.vi);
+  EXPECT_EQ(get(VI_ATTR_RSRC_SPEC_VERSION), VI_SPEC_VERSION);
+  EXPECT_EQ(get(VI_ATTR_RSRC_LOCK_STATE), static_cast<ViUInt64>(VI_NO_LOCK));
+  EXPECT_EQ(viSetAttribute(manager.vi, VI_ATTR_RSRC_LOCK_STATE, 1), VI_ERROR_ATTR_READONLY);
+  EXPECT_EQ(viSetAttribute(manager.vi, VI_ATTR_TMO_VALUE, 1), VI_ERROR_NSUP_ATTR);
+  EXPECT_EQ(viLock(manager.vi, VI_EXCLUSIVE_LOCK, 0, nullptr, nullptr), VI_ERROR_NSUP_OPER);
+  ViUInt32 count = 0;
+  EXPECT_EQ(viRead(manager.vi, nullptr, 0, &count), VI_ERROR_INV_OBJECT);
+}
+
 TEST_F(StdTcp, ManagersCloseTheirOwn) {
   const Manager second;
   ViSession other = VI_NULL;

@@ -3,7 +3,10 @@
 Runs under `qvvisa-sim --tcp --serial --usb --`, with QVVISA_STD naming the library.
 """
 
+import ctypes
 import os
+import pathlib
+import re
 import subprocess
 import sys
 import threading
@@ -154,6 +157,34 @@ def test_threads(manager):
     for thread in threads:
         thread.join()
     assert list(answers.values()) == [[IDENTITY] * 200] * 5
+
+
+def test_operations_of_other_buses_are_refused(manager):
+    names = pathlib.Path(__file__).parents[2].joinpath("packaging/vpp43-operations.txt").read_text().split()
+    foreign = [name for name in names if re.match(r"vi(In\d|Out|Move|Map|Unmap|Mem|Vxi|Pxi|Peek|Poke|Assert.*Signal|"
+                                                  r"Terminate|.*Async|Gpib(?!ControlREN))", name)]
+    library = ctypes.CDLL(LIBRARY)
+    with open_instrument(manager, USB) as instrument:
+        statuses = {name: getattr(library, name)(*[instrument.session] + [0] * 8) for name in foreign
+                    if not name.startswith(("viPeek", "viPoke"))}
+        assert set(statuses.values()) == {StatusCode.error_nonsupported_operation}
+        assert len(foreign) == 64
+        assert instrument.query("*OPC?") == "1"
+
+
+def test_usb_instrument(manager):
+    with open_instrument(manager, USB) as instrument:
+        assert instrument.is_4882_compliant
+        assert (instrument.manufacturer_id, instrument.model_code) == (0x7C5A, 0x42)
+        instrument.control_ren(1)
+        assert code_of(lambda: instrument.write_raw(b"x" * 4085)) == StatusCode.error_invalid_length
+        with pytest.raises(pyvisa.VisaIOError):
+            instrument.send_end = False
+        assert code_of(lambda: open_instrument(manager, USB)) == StatusCode.error_resource_busy
+        with open_instrument(manager, USB.replace("INSTR", "1::RAW")) as echo:
+            assert echo.query("one\ntwo") == "one"
+            assert echo.read() == "two"
+        assert instrument.query("*OPC?") == "1"
 
 
 def results_over_tcp(manager):
