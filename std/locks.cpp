@@ -9,7 +9,7 @@
 namespace qvstd {
 namespace {
 
-/// Ends the wait of a mutex's condition at a time that any deadline fits into.
+/// An infinite wait is made of these, since the end of time doesn't fit into a clock's type.
 constexpr std::chrono::hours kLongWait{24};
 
 /// Guards all holders; the holders of any lock are in the list.
