@@ -165,6 +165,8 @@ TEST(Arguments, OfSearches) {
             {findPrevNextToken(tokens, 0, &token, &token), findPrevNextToken(tokens, 2, &token, &token),
              findNextToken(tokens, -1, &token), findNextToken(tokens, 2, &token)});
   initTokens(nullptr);
+  for (int i : {0, 2}) tokens->tokens[i].processed = TOK_PROC_STEP1;
+  expectAll(VI_ERROR_INV_EXPR, {findNextToken(tokens, 1, &token), findPrevNextToken(tokens, 1, &token, &token)});
   QVvisa_closeFrTokenList(&tokens);
   QVvisa_closeUsbDevList(&devices, 1);
   QVvisa_closeDevIntfListElemUsb(nullptr);
