@@ -153,7 +153,7 @@ TEST(Arguments, OfSearches) {
   EXPECT_EQ(QVvisa_helperProcessPattern_REGEX(nullptr, 1, &noEntries), VI_ERROR_RSRC_NFOUND);
   EXPECT_EQ(QVvisa_helperProcessPattern_BC(nullptr, 5, &noEntries), VI_SUCCESS);
   ASSERT_EQ(QVvisa_initFrTokenList(&tokens, 3), VI_SUCCESS);
-  EXPECT_EQ(findPrevNextToken(tokens, 1, &token, &token), VI_SUCCESS);
+  expectAll(VI_SUCCESS, {findPrevNextToken(tokens, 1, &token, &token), findNextToken(tokens, 1, &token)});
   expectAll(VI_ERROR_INV_OBJECT,
             {processTokens(nullptr, 0, 0, &result), processTokens(tokens, 0, 0, nullptr),
              tokOperator(nullptr, token, token), tokOperator(token, nullptr, token), tokOperator(token, token, nullptr),

@@ -142,6 +142,9 @@ TEST_F(Registry, AnOpenUnderWayPutsTheCloseOfTheLibraryOff) {
 
 TEST(Records, AreMadeAndClosedAndAnArrayEndsInANull) {
   QVvisa_findListUsb_result_t** array = nullptr;
+  ASSERT_EQ(QVvisa_initFindResultListArrUsb(&array, 0), VI_SUCCESS);
+  EXPECT_EQ(array[0], nullptr);
+  QVvisa_closeFindResultListArrUsb(&array);
   ASSERT_EQ(QVvisa_initFindResultListArrUsb(&array, 2), VI_SUCCESS);
   for (int i = 0; i <= 2; ++i) EXPECT_EQ(array[i], nullptr);
   for (int i = 0; i < 2; ++i) {
