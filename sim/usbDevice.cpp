@@ -85,6 +85,7 @@ void UsbDevice::vanishLocked() {
 
 std::string UsbDevice::driver(unsigned number) const {
   const std::lock_guard lock(mutex_);
+  if (number >= std::size(interfaces_)) return {};
   const Interface& interface = interfaces_[number];
   return interface.owner ? "usbfs" : interface.attached ? interface.driver : "";
 }

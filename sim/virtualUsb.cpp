@@ -236,6 +236,12 @@ int VirtualUsb::Node::handle(uintptr_t client, unsigned request, UMockdevIoctlDa
     return device.release(client, number());
   case USBDEVFS_DISCONNECT_CLAIM:
     return device.claim(client, number(), true);  // its number comes first in the record
+  case USBDEVFS_GETDRIVER: {
+    auto& asked = ClientMemory(argument, 0, sizeof(usbdevfs_getdriver)).as<usbdevfs_getdriver>();
+    const std::string driver = device.driver(asked.interface);
+    asked.driver[driver.copy(asked.driver, sizeof asked.driver - 1)] = '\0';
+    return driver.empty() ? -ENODATA : 0;
+  }
   case USBDEVFS_IOCTL: {
     const auto wanted = ClientMemory(argument, 0, sizeof(usbdevfs_ioctl)).as<usbdevfs_ioctl>();
     if (static_cast<unsigned>(wanted.ioctl_code) != USBDEVFS_CONNECT) return -ENOTTY;

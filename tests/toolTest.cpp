@@ -45,6 +45,15 @@ void expectOutcome(ToolProcess& child, const Outcome& expected) {
     expectContains(child.error(), expected.words);
 }
 
+/// Runs the doctor.
+void expectDiagnosis(Words arguments, int exitStatus, const std::string& words,
+                     const std::string& script = R"(exec "$@")") {
+  arguments.insert(arguments.begin(), "doctor");
+  ToolProcess child = tool(arguments, "", script);
+  EXPECT_EQ(child.wait(), exitStatus) << child.error();
+  expectContains(child.output(), words);
+}
+
 TEST(Tool, TalksAsToldAndPrintsTheAnswerAndNothingElse) {
   const std::string kCut = "only part of a block came";
   const struct {
@@ -166,6 +175,7 @@ TEST(Tool, SerialPorts) {
   ASSERT_EQ(flock(holder, LOCK_EX), 0);
   ToolProcess held = tool({"query", "ASRL7::INSTR", "?"});
   expectOutcome(held, {"", 1, name + " is in use by toolTest (process "s + std::to_string(getpid()) + ')'});
+  expectDiagnosis({"ASRL7::INSTR"}, 1, "MEND  ASRL7::INSTR "s + name + ": in use by toolTest (process ");
   ToolProcess byPath = tool({"query", name, "?"});
   expectOutcome(byPath, {"", 1, "did you mean ASRL7::INSTR?"});
   ASSERT_EQ(flock(holder, LOCK_UN), 0);
@@ -174,9 +184,11 @@ TEST(Tool, SerialPorts) {
   constexpr gid_t dialout = 20;
   ASSERT_EQ(isRoot ? fchown(holder, 0, dialout) : 0, 0);
   ASSERT_EQ(fchmod(holder, isRoot ? 0060 : 0), 0);
-  ToolProcess forbidden =
-      tool({"query", "ASRL7::INSTR", "?"}, "", isRoot ? R"(exec setpriv --bounding-set=-all "$@")" : R"(exec "$@")");
-  expectOutcome(forbidden, {"", 1, "no permission for "s + name + (isRoot ? ": its group is dialout" : "")});
+  const std::string asOneself = isRoot ? R"(exec setpriv --bounding-set=-all "$@")" : R"(exec "$@")";
+  const std::string cause = "no permission for "s + name + (isRoot ? ": its group is dialout" : "");
+  ToolProcess forbidden = tool({"query", "ASRL7::INSTR", "?"}, "", asOneself);
+  expectOutcome(forbidden, {"", 1, cause});
+  expectDiagnosis({}, 1, "MEND  ASRL7::INSTR "s + name + ": " + cause, asOneself);
   close(holder);
   close(line);
 }
@@ -265,6 +277,40 @@ TEST(Tool, AnswersOrTellsWhyNot) {
     EXPECT_EQ(child.wait(), 0);
     expectContains(child.output(), "qvvisa");
     EXPECT_EQ(child.error(), "");
+  }
+}
+
+TEST(Tool, TheDoctorTellsWhatToMend) {
+  const TcpPeer refuses(TcpPeer::kDeaf);
+  const std::string port = std::to_string(refuses.port());
+  setenv("QVVISA_SERIAL_PORTS", "7=ttyS0,8=/dev/null,x,9=/no/such", 1);
+  const struct {
+    Words arguments;
+    std::string words;
+  } rows[] = {
+      {{}, "MEND  QVVISA_SERIAL_PORTS: '7=ttyS0' adds no port: its path doesn't begin with /; "},
+      {{"ASRL7::INSTR"}, "MEND  QVVISA_SERIAL_PORTS: 'x' adds no port: it doesn't begin with a number"},
+      {{"COM9::9600"}, "MEND  COM9::9600: there is no serial port 9: QVVISA_SERIAL_PORTS has '9=/no/such', but"},
+      {{"ASRL8::INSTR"}, "ok    QVVISA_SERIAL_PORTS: 1 port\nok    ASRL8::INSTR /dev/null: named by"},
+      {{refuses.resource()}, "ok    host 127.0.0.1: 127.0.0.1\nMEND  port " + port + ": connection refused: "},
+      {{"TCPIP0::no..host::5025::SOCKET"}, "MEND  host no..host: unknown host 'no..host'"},
+      {{"USB0::0xFFFF::1::X::INSTR"}, "MEND  USB"},
+      {{"tcpip0::h"}, "MEND  tcpip0::h: no resource name; did you mean TCPIP0::h?\n"},
+      {{"--json", "GPIB0::5"}, R"("subject": "GPIB0::5",)"},
+      {{"--json", "GPIB0::5"}, R"("ok": false,)"},
+  };
+  for (const auto& row : rows) expectDiagnosis(row.arguments, 1, row.words);
+  unsetenv("QVVISA_SERIAL_PORTS");
+  for (const std::string answer : {"KES,X\n", ""}) {
+    TcpPeer peer;
+    ToolProcess child = tool({"doctor", peer.resource(), "--timeout", answer.empty() ? "50" : "600000"});
+    peer.accept();
+    EXPECT_TRUE(peer.clientClosed()) << "of a first look";
+    peer.accept();
+    EXPECT_EQ(peer.receive(6), "*IDN?\n");
+    peer.send(answer);
+    EXPECT_EQ(child.wait(), answer.empty() ? 1 : 0);
+    expectContains(child.output(), answer.empty() ? "MEND  *IDN?: reading from " : "ok    *IDN?: " + answer);
   }
 }
 

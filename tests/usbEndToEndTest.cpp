@@ -6,6 +6,7 @@
 #include "support/toolProcess.h"
 #include "virtualUsb.h"
 
+#include <filesystem>
 #include <future>
 
 namespace {
@@ -66,6 +67,13 @@ public:
   ViSession handle = 0;
   const ViStatus status;
 };
+
+/// The tool on the virtual devices. Programs with AddressSanitizer want its library in front of a preloaded one.
+ToolProcess tool(const std::string& command, const std::string& resource = "", const std::string& wrapper = "") {
+  return ToolProcess("LD_PRELOAD=libumockdev-preload.so.0 ASAN_OPTIONS=verify_asan_link_order=0 exec " + wrapper +
+                         " " QVVISA_TOOL " " + command,
+                     {resource});
+}
 
 class UsbEndToEnd : public testing::Test {
 protected:
@@ -198,12 +206,41 @@ TEST_F(UsbEndToEnd, TheToolsClearEndsTheHaltOfTheEndpoint) {
   device.setHook(once(endpoint::bulkOut, UsbFate::stalled));
   EXPECT_EQ(Session(kInstr).write("*TST?"), kStalled);
   EXPECT_EQ(Session(kInstr).write("*TST?"), kStalled);
-  // Programs with AddressSanitizer want its library in front of a preloaded one.
-  ToolProcess clear("LD_PRELOAD=libumockdev-preload.so.0 ASAN_OPTIONS=verify_asan_link_order=0 exec " QVVISA_TOOL
-                    " clear $1",
-                    {kInstr});
+  ToolProcess clear = tool("clear $1", kInstr);
   EXPECT_EQ(clear.wait(), 0) << clear.error();
   EXPECT_EQ(Session(kInstr).query("*IDN?"), kIdentity);
+}
+
+TEST_F(UsbEndToEnd, TheDoctorFindsWhatStopsAndGivesTheDriverBack) {
+  // Root may use any node, but for its capabilities.
+  const std::string asOneself = geteuid() == 0 ? "setpriv --bounding-set=-all" : "";
+  const std::string name = "USB 0x7C5A::0x0042", node = usb.directory() + "/dev/bus/usb/001/002";
+  const std::string interface = name + "::A1234 interface 0 (USBTMC): ";
+  const auto expectDiagnosis = [](const std::string& command, const std::string& wrapper, int exitStatus,
+                                  const std::string& words) {
+    ToolProcess doctor = tool("doctor " + command, kInstr, wrapper);
+    EXPECT_EQ(doctor.wait(), exitStatus) << doctor.error();
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, words, doctor.output());
+  };
+  std::filesystem::create_directories(usb.directory() + "/sys/bus/usb/drivers/usbtmc");
+  expectDiagnosis("", "", 0, "ok    " + interface + "held by the kernel's driver");
+  expectDiagnosis("$1", "", 0, "ok    *IDN?: " + kIdentity);
+  {
+    const Session session(kInstr);
+    expectDiagnosis("$1", "", 1, "MEND  " + interface + "in use by usbEndToEndTest (process ");
+  }
+  std::filesystem::permissions(node, std::filesystem::perms::none);
+  expectDiagnosis("", asOneself, 1, "MEND  " + name + ": no permission for /dev/bus/usb/001/002");
+  std::filesystem::permissions(node, std::filesystem::perms::all);
+  ChildProcess victim([] {
+    const Session session(kInstr);
+    raise(SIGKILL);
+  });
+  EXPECT_EQ(victim.signal(), SIGKILL);
+  ASSERT_TRUE(eventually([this] { return device.driver(0).empty(); }));
+  expectDiagnosis("", "", 1, "MEND  " + interface + "left without the kernel's driver");
+  expectDiagnosis("--repair", "", 0, "ok    " + interface + "given back to the kernel's driver");
+  EXPECT_EQ(device.driver(0), "usbtmc");
 }
 
 TEST_F(UsbEndToEnd, TwoInstrumentsTalkAtOnce) {

@@ -30,7 +30,7 @@ constexpr const char* kNotes =
     "  qvvisa -t 10000 query TCPIP0::192.0.2.7::5025::SOCKET 'CURV?' --output curve.bin";
 
 constexpr void (*kSubcommands[])(CommandLine&) = {
-    addMessageCommands, addAttributeCommand, addFindCommand, addStatusCommand, addUsbCommands,
+    addMessageCommands, addAttributeCommand, addFindCommand, addStatusCommand, addUsbCommands, addDoctorCommand,
 };
 
 }  // namespace

@@ -80,4 +80,5 @@ void addMessageCommands(CommandLine& line);
 void addAttributeCommand(CommandLine& line);
 void addFindCommand(CommandLine& line);
 void addStatusCommand(CommandLine& line);
+void addDoctorCommand(CommandLine& line);
 void addUsbCommands(CommandLine& line);

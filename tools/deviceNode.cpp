@@ -3,6 +3,9 @@
 #include "text.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -10,6 +13,7 @@
 #include <limits>
 #include <pwd.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 namespace {
@@ -86,6 +90,20 @@ std::vector<Holder> holdersOf(const std::string& path) {
     holders.push_back(std::move(holder));
   }
   return holders;
+}
+
+bool isLocked(const std::string& path) {
+  struct stat node = {};
+  if (stat(path.c_str(), &node) != 0) return false;
+  std::array<char, 64> device{};
+  snprintf(device.data(), device.size(), "%02x:%02x:%ju", major(node.st_dev), minor(node.st_dev),
+           static_cast<uintmax_t>(node.st_ino));
+  // "1: FLOCK  ADVISORY  WRITE 5301 fe:00:11059903 0 EOF"
+  std::ifstream locks("/proc/locks");
+  for (std::string word; locks >> word;) {
+    if (word == device.data()) return true;
+  }
+  return false;
 }
 
 std::string holdersInWords(const std::string& path) {

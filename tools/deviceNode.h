@@ -23,5 +23,7 @@ struct Holder {
 };
 /// The other processes that have the node open, as far as this user may see them.
 std::vector<Holder> holdersOf(const std::string& path);
+/// Whether a process, perhaps this one, has locked the node for itself.
+bool isLocked(const std::string& path);
 /// "NAME (process 123)", several of them joined, or that nobody can be seen.
 std::string holdersInWords(const std::string& path);

@@ -79,6 +79,15 @@ std::optional<Diagnosis> whyNoTcpSession(const ResourceName& name) {
   return diagnosis;
 }
 
+std::string message(const std::string& resource, const Diagnosis& diagnosis, const std::string& status) {
+  std::string text = "opening " + resource + ": " + diagnosis.cause;
+  if (!status.empty()) text += (diagnosis.cause.empty() ? "" : "\n  ") + status;
+  if (!diagnosis.advice.empty()) text += "\n  " + diagnosis.advice;
+  return text;
+}
+
+}  // namespace
+
 std::optional<Diagnosis> diagnose(const std::string& resource) {
   const ResourceName name = parseResourceName(resource);
   switch (name.bus) {
@@ -93,15 +102,6 @@ std::optional<Diagnosis> diagnose(const std::string& resource) {
   }
   return unknownName(resource);
 }
-
-std::string message(const std::string& resource, const Diagnosis& diagnosis, const std::string& status) {
-  std::string text = "opening " + resource + ": " + diagnosis.cause;
-  if (!status.empty()) text += (diagnosis.cause.empty() ? "" : "\n  ") + status;
-  if (!diagnosis.advice.empty()) text += "\n  " + diagnosis.advice;
-  return text;
-}
-
-}  // namespace
 
 std::string whyNotOpened(const std::string& resource, ViStatus status) {
   return message(resource, diagnose(resource).value_or(Diagnosis{}), describe(status));
