@@ -280,7 +280,7 @@ int main(int argc, char** argv) {
   const bool small = sessionsAreSmall();
   const int missed = runRatios(argc, argv,
                                {{"bareQuery", "sessionQuery", 1 / 1.05},
-                                {"getAttribute/1", "getAttribute/128", 0.5},
+                                {"getAttribute/1", "getAttribute/128", 1 / 2.5},
                                 {"sharedQueries/1", "sharedQueries/2", 1.8}});
   return small ? missed : 1;
 }

@@ -17,6 +17,11 @@
 
 namespace {
 
+/// Copies a name and no byte more: a caller's buffer may be as short as the names that it expects.
+void copyName(const char* name, char* buf) {
+  memcpy(buf, name, strlen(name) + 1);
+}
+
 /// The members of each kind of list under common names, so that each step is written once.
 struct Usb {
   using List = QVvisa_devIntfListUsb_t;
@@ -66,7 +71,7 @@ struct Other {
     return {list.resources, static_cast<size_t>(list.numResources)};
   }
   static constexpr auto numMatch = &List::numMatch;
-  static void print(const QVvisa_resource_t* entry, char* buf) { strcpy(buf, entry->name); }
+  static void print(const QVvisa_resource_t* entry, char* buf) { copyName(entry->name, buf); }
   static constexpr auto initArray = QVvisa_initFindResultListArrOther;
   static constexpr auto closeArray = QVvisa_closeFindResultListArrOther;
   static constexpr auto initResult = QVvisa_initFindResultListElemOther;
@@ -345,7 +350,7 @@ ViStatus QVvisa_helperGenerateViRsrcFind(QVvisa_devList_t* pdl, QVvisa_findListH
   } else if (const ViStatus status = registerFindList(answer, vi); status != VI_SUCCESS) {
     return status;
   }
-  if (desc) strcpy(desc, first);
+  if (desc) copyName(first, desc);
   if (retCnt) *retCnt = static_cast<ViUInt32>(answer.numTot);
   return VI_SUCCESS;
 }
@@ -412,7 +417,7 @@ ViStatus QVvisa_findNext(QVvisa_findList_t* pfl, ViChar* desc) {
   } else if (pfl->idxAsrl < pfl->numAsrl) {
     QVvisa_FindRsrcHelperPrintPflrAsrl(pfl->ppflrAsrl[pfl->idxAsrl++], desc);
   } else if (pfl->idxOther < pfl->numOther) {
-    strcpy(desc, pfl->ppflrOther[pfl->idxOther++]->name);
+    copyName(pfl->ppflrOther[pfl->idxOther++]->name, desc);
   } else {
     return VI_ERROR_RSRC_NFOUND;
   }
