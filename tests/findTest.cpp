@@ -5,7 +5,6 @@
 #include "QVvisaLock.h"
 #include "QVvisaPrivate.h"
 #include "support/deviceDatabaseDouble.h"
-#include "support/failingAlloc.h"
 #include "support/libusbDouble.h"
 #include "support/startLibrary.h"
 #include "support/testing.h"
@@ -203,40 +202,6 @@ TEST_F(Find, PrintsTheLongestNameAnEmptySerialNumberAndProtocolZeroAsRaw) {
   const std::string longest = "USB0::0x7C5A::0x0042::" + std::string(126, 's'), empty = "USB0::0x7C5A::0x0043::";
   EXPECT_EQ(findAll("USB?*"),
             (Names{longest + "::0::RAW", longest + "::INSTR", empty + "::INSTR", empty + "::1::RAW"}));
-}
-
-TEST_F(Find, EveryFailingLibusbCallLeavesNothingBehind) {
-  bus.calls.clear();
-  ASSERT_EQ(findAll("?*{VI_ATTR_MANF_ID == 0x7C5A}").size(), 3U);
-  const size_t calls = bus.calls.size();
-  start();
-  for (size_t i = 0; i < calls; ++i) {
-    bus.fail(i, LIBUSB_ERROR_ACCESS);
-    const Answer answer = find("USB?*::A?*");
-    if (answer.status != VI_SUCCESS) {
-      expectNothing(answer, i == 0 ? VI_ERROR_NPERMISSION : VI_ERROR_RSRC_NFOUND, "call " + std::to_string(i));
-    } else {
-      EXPECT_NE(i, 0U) << "the device list";
-      QV_viClose(answer.list);
-      start();
-    }
-  }
-}
-
-TEST_F(Find, EveryFailingAllocationLeavesNothingBehind) {
-  ASSERT_EQ(find("?*").status, VI_SUCCESS) << "a list that keeps the library up";
-  const long allocations = failEachAllocation([](const FailingAlloc& alloc) {
-    const Answer answer = find("?*{VI_ATTR_MANF_ID == 0x7C5A || VI_ATTR_ASRL_BAUD == 115200}");
-    if (answer.status == VI_SUCCESS) {
-      EXPECT_EQ(QV_viClose(answer.list), VI_SUCCESS);
-      return;
-    }
-    EXPECT_TRUE(alloc.hasFailed());
-    // Without memory for its nodes, discovery of serial ports counts as finding none.
-    EXPECT_TRUE(answer.status == VI_ERROR_ALLOC || answer.status == VI_ERROR_RSRC_NFOUND) << answer.status;
-    expectNothing(answer, answer.status, "out of memory");
-  });
-  EXPECT_GT(allocations, 12);
 }
 
 TEST_F(Find, TwoThreadsOnOneListGetEachResultOnce) {

@@ -4,6 +4,7 @@
 #include "QVvisaPrivate.h"
 #include "support/childProcess.h"
 #include "support/failingAlloc.h"
+#include "support/ownUser.h"
 #include "support/testing.h"
 
 #include <filesystem>
@@ -34,23 +35,6 @@ void __wrap_libusb_exit(libusb_context* ctx) {
 }
 
 namespace {
-
-/// Another user where that can be had, since all programs of a user share the start mutex.
-class OwnUser : NonCopyable {
-public:
-  OwnUser() { become(3'000'000'000U + static_cast<uid_t>(getpid())); }
-  ~OwnUser() {
-    const std::string user = std::to_string(geteuid());
-    if (!become(0)) return;
-    for (const char* place : {"/dev/shm/qvvisa-", "/tmp/qvvisa-"}) std::filesystem::remove_all(place + user);
-  }
-
-private:
-  static bool become(uid_t user) {
-    // Otherwise a leak check couldn't look at the process.
-    return seteuid(user) == 0 && prctl(PR_SET_DUMPABLE, 1) == 0;
-  }
-};
 
 class Lifecycle : public testing::Test {
 protected:

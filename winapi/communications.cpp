@@ -137,18 +137,18 @@ Wait waitFor(const Port& port, short events, Time deadline) {
 
 // --- Opening ---
 
-bool isPty(int descriptor) {
+bool isPty(const struct stat& node) {
   constexpr unsigned firstPtyMajor = 136;
   constexpr unsigned lastPtyMajor = 143;
-  struct stat node = {};
-  return fstat(descriptor, &node) == 0 && major(node.st_rdev) >= firstPtyMajor && major(node.st_rdev) <= lastPtyMajor;
+  return major(node.st_rdev) >= firstPtyMajor && major(node.st_rdev) <= lastPtyMajor;
 }
 
 struct Release {
   /// Gives back what makes the port exclusive.
   void operator()(Port* port) const {
     if (port->descriptor >= 0) {
-      if (!isPty(port->descriptor)) ioctl(port->descriptor, TIOCNXCL);
+      struct stat node = {};
+      if (fstat(port->descriptor, &node) != 0 || !isPty(node)) ioctl(port->descriptor, TIOCNXCL);
       flock(port->descriptor, LOCK_UN);
       close(port->descriptor);
     }
@@ -170,8 +170,15 @@ int comPortOf(std::string_view name) {
 /// Takes the lock that keeps out other users of this library, root included, and sets the mark that keeps out the rest.
 /// A pty goes without the mark: there it would outlive a holder that dies, for as long as the other end is open.
 bool makeExclusive(int descriptor) {
-  if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) return fail(errno == EWOULDBLOCK ? EBUSY : errno);
-  if (isPty(descriptor)) return true;
+  int result = 0;
+  do {
+    result = flock(descriptor, LOCK_EX | LOCK_NB);
+  } while (result != 0 && errno == EINTR);
+  if (result != 0) return fail(errno == EWOULDBLOCK ? EBUSY : errno);
+  // A mark on a line whose kind isn't known might stay for ever.
+  struct stat node = {};
+  if (fstat(descriptor, &node) != 0) return fail(errno);
+  if (isPty(node)) return true;
   int mark = 0;
   // Another program's mark doesn't keep root out by itself.
   if (ioctl(descriptor, TIOCGEXCL, &mark) == 0 && mark != 0) return fail(EBUSY);
