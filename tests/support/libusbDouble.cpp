@@ -29,6 +29,7 @@ std::map<libusb_config_descriptor*, std::unique_ptr<Config>> gConfigs;
 
 /// Notes a call and tells whether the test wants it to fail.
 bool fails(Call call) {
+  const std::lock_guard lock(gMutex);
   gBus.calls.push_back(call);
   return gBus.calls.size() - 1 == gBus.failAt;
 }

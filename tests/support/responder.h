@@ -46,26 +46,26 @@ public:
 
 private:
   void serve() {
-    std::vector<pollfd> lines = {{stop_[0], POLLIN, 0}, {listener_, POLLIN, 0}, {terminal_, POLLIN, 0}};
+    lines_ = {{stop_[0], POLLIN, 0}, {listener_, POLLIN, 0}, {terminal_, POLLIN, 0}};
     for (;;) {
-      poll(lines.data(), lines.size(), -1);
-      if (lines[0].revents != 0) break;
-      if ((lines[1].revents & POLLIN) != 0) {
+      poll(lines_.data(), lines_.size(), -1);
+      if (lines_[0].revents != 0) break;
+      if ((lines_[1].revents & POLLIN) != 0) {
         ++connections;
-        lines.push_back({accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC), POLLIN, 0});
+        lines_.push_back({accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC), POLLIN, 0});
       }
-      for (size_t i = 2; i < lines.size(); ++i) {
-        const bool isOpen = lines[i].revents == 0 || answer(lines[i].fd);
+      for (size_t i = 2; i < lines_.size(); ++i) {
+        const bool isOpen = lines_[i].revents == 0 || answer(lines_[i].fd);
         // A terminal that nobody has open is always ready.
         if (!isOpen && i == 2) std::this_thread::sleep_for(std::chrono::milliseconds(1));
         if (!isOpen && i > 2) {
-          ::close(lines[i].fd);
+          ::close(lines_[i].fd);
           --connections;
-          lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(i--));
+          lines_.erase(lines_.begin() + static_cast<std::ptrdiff_t>(i--));
         }
       }
     }
-    for (size_t i = 3; i < lines.size(); ++i) ::close(lines[i].fd);
+    for (size_t i = 3; i < lines_.size(); ++i) ::close(lines_[i].fd);
   }
   /// False once the other end is closed.
   bool answer(int line) const {
@@ -82,5 +82,7 @@ private:
   int listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   int terminal_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
   int stop_[2] = {-1, -1};
+  /// Not the thread's own: in a forked process it would count as a leak.
+  std::vector<pollfd> lines_;
   std::thread thread_;
 };
