@@ -9,7 +9,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-constexpr int EXPRESSIONS = 40000;
+constexpr int EXPRESSIONS = 15000;
 constexpr int SUBJECTS_EACH = 3;
 /// Far below the matcher's own budget, and it never needs more steps than the plain way.
 constexpr long ORACLE_STEPS = 2000;
