@@ -8,4 +8,4 @@ cmake . -DCMAKE_INSTALL_PREFIX=/usr >/dev/null
 cmake --build . --target qvvisa_installed >/dev/null
 rm -rf packages
 cpack >/dev/null
-lintian --allow-root --suppress-tags no-manual-page --fail-on error,warning --tag-display-limit 0 packages/*.deb
+lintian --allow-root --fail-on error,warning --tag-display-limit 0 packages/*.deb

@@ -3,7 +3,7 @@
 set -euo pipefail
 qvvisa=$1
 
-# Shows a command as a user would type it, and runs it. The library's own lines, on standard error, are left out.
+# Shows a command as a user would type it, and runs it, its messages included.
 show() {
   local word
   printf '\n$ qvvisa'
@@ -11,14 +11,14 @@ show() {
     [[ $word =~ ^[A-Za-z0-9_:.=-]+$ ]] && printf ' %s' "$word" || printf " '%s'" "$word"
   done
   printf '\n'
-  "$qvvisa" "$@" 2>/dev/null
+  "$qvvisa" "$@" 2>&1
 }
 
 echo "Instruments found on USB and serial ports:"
 show find
 show find -l
 
-mapfile -t found < <("$qvvisa" find '?*::INSTR' 2>/dev/null)
+mapfile -t found < <("$qvvisa" find '?*::INSTR')
 for resource in "${found[@]}" "$QVVISA_SIM_TCP"; do
   show query "$resource" '*IDN?'
   show query "$resource" 'VOLT 1.25;VOLT?'
@@ -31,3 +31,9 @@ for resource in "${found[@]}"; do
   ASRL*) show attr "$resource" VI_ATTR_ASRL_BAUD ;;
   esac
 done
+
+# What it finds to mend is no fault of the demonstration.
+show doctor || true
+show doctor "$QVVISA_SIM_TCP"
+printf '\nA shell, here with lines from a pipe:\n'
+printf '%s\n' 'VOLT 2.5' 'MEAS:VOLT?' '.attr TMO_VALUE' | show shell "$QVVISA_SIM_TCP"

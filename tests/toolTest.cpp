@@ -3,6 +3,8 @@
 #include "support/testing.h"
 #include "support/toolProcess.h"
 
+#include <filesystem>
+#include <nlohmann/json.hpp>
 #include <pty.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -312,6 +314,91 @@ TEST(Tool, TheDoctorTellsWhatToMend) {
     EXPECT_EQ(child.wait(), answer.empty() ? 1 : 0);
     expectContains(child.output(), answer.empty() ? "MEND  *IDN?: reading from " : "ok    *IDN?: " + answer);
   }
+}
+
+TEST(Tool, TheShellTakesLinesFromAPipe) {
+  const std::string twice = "VOLT 5\n  # no message\n\nVOLT?\r\n.attr TMO_VALUE=50 TMO_VALUE\n";
+  const struct {
+    std::string input;
+    std::string sent;
+    Outcome outcome;
+  } rows[] = {
+      {twice, "VOLT 5\nVOLT?\n", {"5.0\n50\n"}},
+      {"DISP \"what?\"\n.query V\n.quit\nW?\n", "DISP \"what?\"\nV\n", {"5.0\n"}},
+      {".write A?\n.time\n.read\n.time\n", "A?\n", {"5.0\n", 0, " ms\n"}},
+      {"A?\n.attr TMO_VALUE=50\n.read\nB\n", "A?\n", {"5.0\n", 1, "line 3: reading from "}},
+      {".qurey x\n", "", {"", 2, "line 1: no operation is called '.qurey'. Did you mean .query?"}},
+      {".attr TMO_VALEU\n", "", {"", 2, "line 1: no attribute is called 'TMO_VALEU'. Did you mean"}},
+      {".stb\n", "", {"", 1, "line 1: reading the status byte of"}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.input);
+    TcpPeer peer;
+    ToolProcess child = tool({"shell", peer.resource(), kNoHurry}, row.input);
+    peer.accept();
+    EXPECT_EQ(peer.receive(row.sent.size()), row.sent);
+    if (!row.sent.empty()) peer.send("5.0\n");
+    expectOutcome(child, row.outcome);
+  }
+}
+
+TEST(Tool, TheShellOnATerminalCompletesAndRemembers) {
+  int terminal = -1;
+  int child = -1;
+  char name[100];
+  ASSERT_EQ(openpty(&terminal, &child, name, nullptr, nullptr), 0);
+  const std::string state = testing::TempDir() + "toolTest.state." + std::to_string(getpid());
+  const std::string script = "export TERM=xterm XDG_STATE_HOME="s + state + "; exec \"$@\" <" + name + " 2>" + name;
+  const auto type = [terminal](std::string_view keys) {
+    EXPECT_EQ(write(terminal, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+  };
+  std::string shown;
+  ASSERT_EQ(fcntl(terminal, F_SETFL, O_NONBLOCK), 0);
+  const auto isShown = [&](const std::string& words) {
+    return eventually([&] {
+      std::array<char, 1000> piece{};
+      if (const ssize_t size = read(terminal, piece.data(), piece.size()); size > 0) shown.append(piece.data(), size);
+      return shown.find(words) != std::string::npos;
+    });
+  };
+  for (const std::string keys : {"half a mess\x03.at\ttmo_v\t\n.nonsense\n\x04", "\x10\x10\n.quit\n"}) {
+    TcpPeer peer;
+    ToolProcess shell = tool({"shell", peer.resource(), "-t", "1234"}, "", script);
+    shown.clear();
+    EXPECT_TRUE(isShown(peer.resource() + "> "));
+    type(keys);
+    EXPECT_TRUE(isShown(keys.starts_with("half") ? "no operation is called '.nonsense'" : "attr TMO_VALUE")) << shown;
+    EXPECT_EQ(shell.wait(), 0);
+    EXPECT_EQ(shell.output(), "1234\n");
+  }
+  std::filesystem::remove_all(state);
+  close(child);
+  close(terminal);
+}
+
+TEST(Tool, BenchTellsHowLongQueriesTake) {
+  TcpPeer peer;
+  ToolProcess child = tool({"bench", peer.resource(), "?", "-n", "4", "--json", kNoHurry});
+  peer.accept();
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(peer.receive(2), "?\n");
+    // The third to be counted is slower than what others may be by chance.
+    if (i == 3) usleep(50'000);
+    peer.send("1\n");
+  }
+  EXPECT_EQ(child.wait(), 0) << child.error();
+  const auto json = nlohmann::json::parse(child.output());
+  EXPECT_EQ(json["count"], 4);
+  EXPECT_GE(json["longest_ms"], 50.0);
+  EXPECT_EQ(json["percentile99_ms"], json["longest_ms"]);
+  EXPECT_LE(json["shortest_ms"], json["median_ms"]);
+  size_t sum = 0;
+  for (const auto& bin : json["histogram"]) sum += bin["count"].get<size_t>();
+  EXPECT_EQ(sum, 4U);
+  EXPECT_GE(json["histogram"].back()["to_ms"], json["longest_ms"]);
+  TcpPeer silent;
+  ToolProcess failing = tool({"bench", silent.resource(), "-t", "30"});
+  expectOutcome(failing, {"", 1, "after 0 queries: reading from "});
 }
 
 TEST(Tool, JsonWhereverThereIsAnAnswer) {

@@ -20,6 +20,7 @@ constexpr const char* kNotes =
     "Before a query, what the instrument had sent earlier is taken from a serial line or TCP connection and dropped.\n"
     "Attributes are known by name (VI_ATTR_ may be left out) or code, their values by name (VI_ may be left out) or\n"
     "number. They hold for one call of the tool: use --set to send and read with other ones.\n\n"
+    "Environment: QVVISA_SERIAL_PORTS gives serial ports numbers, as in 7=/dev/ttyUSB0,8=/dev/ttyACM1.\n\n"
     "Exit status: 0 done; 1 the operation failed, or nothing was found; 2 the command line is wrong; 4 only part of "
     "an\n"
     "answer came, and is on standard output.\n\n"
@@ -30,7 +31,12 @@ constexpr const char* kNotes =
     "  qvvisa -t 10000 query TCPIP0::192.0.2.7::5025::SOCKET 'CURV?' --output curve.bin";
 
 constexpr void (*kSubcommands[])(CommandLine&) = {
-    addMessageCommands, addAttributeCommand, addFindCommand, addStatusCommand, addUsbCommands, addDoctorCommand,
+    addMessageCommands,
+#ifdef QVVISA_SHELL
+    addShellCommand,
+#endif
+    addAttributeCommand, addFindCommand,  addStatusCommand,    addUsbCommands,
+    addDoctorCommand,    addBenchCommand, addReferenceCommand,
 };
 
 }  // namespace

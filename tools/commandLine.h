@@ -81,4 +81,8 @@ void addAttributeCommand(CommandLine& line);
 void addFindCommand(CommandLine& line);
 void addStatusCommand(CommandLine& line);
 void addDoctorCommand(CommandLine& line);
+void addBenchCommand(CommandLine& line);
+void addShellCommand(CommandLine& line);
+/// Hidden: it writes what is made of the list of options.
+void addReferenceCommand(CommandLine& line);
 void addUsbCommands(CommandLine& line);

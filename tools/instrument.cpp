@@ -257,7 +257,7 @@ ViStatus Instrument::get(const Attribute& attribute, AttributeValue& value) cons
   return QV_viGetAttribute(handle_, attribute.code, value.bytes);
 }
 
-void Instrument::set(const Setting& setting) const {
+void Instrument::set(const Setting& setting) {
   const std::string name = setting.attribute->name;
   const ViStatus status = QV_viSetAttribute(handle_, setting.attribute->code, setting.value);
   if (status == VI_ERROR_NSUP_ATTR_STATE || status == VI_ERROR_NSUP_MODE) {
@@ -265,4 +265,8 @@ void Instrument::set(const Setting& setting) const {
                   valuesOf(*setting.attribute));
   }
   check(status, "setting " + name + " of");
+  // A time limit holds for what follows.
+  if (setting.attribute->code != VI_ATTR_TMO_VALUE) return;
+  timeout_ms_ = static_cast<ViUInt32>(setting.value);
+  limit_ms_ = timeout_ms_;
 }

@@ -60,7 +60,7 @@ public:
 
   /// Reads an attribute; anything but VI_SUCCESS if the session doesn't know it or its value.
   ViStatus get(const Attribute& attribute, AttributeValue& value) const;
-  void set(const Setting& setting) const;
+  void set(const Setting& setting);
 
 private:
   using Milliseconds = std::chrono::milliseconds;

@@ -1,9 +1,7 @@
 /// query, write and read.
 #include "commandLine.h"
-#include "instrument.h"
+#include "operations.h"
 #include "progress.h"
-
-#include <nlohmann/json.hpp>
 
 #include <iostream>
 #include <iterator>
@@ -23,35 +21,6 @@ std::string messageOf(const std::string& text) {
   std::string input{std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
   if (std::cin.bad()) throw Failure("reading standard input failed");
   return input;
-}
-
-std::string jsonOf(const std::string& resource, const Response& response, const std::string& termination) {
-  nlohmann::ordered_json json{{"resource", resource}};
-  std::string text = response.bytes;
-  if (text.ends_with(termination)) text.resize(text.size() - termination.size());
-  text.resize(text.find_last_not_of("\r\n") + 1);
-  if (response.isBinary || !isUtf8(text)) {
-    json["hex"] = hexOfBytes(response.bytes);
-  } else {
-    json["answer"] = text;
-  }
-  json["bytes"] = response.bytes.size();
-  json["complete"] = response.flaw.empty();
-  return textOf(json);
-}
-
-Answer answerOf(const std::string& resource, Response response, const Options& options) {
-  Answer answer{{}, response.flaw};
-  if (!response.flaw.empty()) answer.status = response.bytes.empty() ? kFailed : kIncomplete;
-  if (response.bytes.empty()) return answer;
-  if (options.json) {
-    answer.output = jsonOf(resource, response, options.termination);
-  } else if (options.hex) {
-    answer.output = hexOfBytes(response.bytes) + '\n';
-  } else {
-    answer.output = std::move(response.presentable);
-  }
-  return answer;
 }
 
 /// Runs `read` with the user's arguments and a progress line where it helps.

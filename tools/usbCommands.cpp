@@ -1,7 +1,6 @@
 /// stb, clear, ren, control-in and control-out.
 #include "commandLine.h"
-#include "instrument.h"
-#include "nearest.h"
+#include "operations.h"
 
 #include <nlohmann/json.hpp>
 
@@ -20,28 +19,6 @@ struct ControlRequest {
   bool raw = false;     ///< the answer is printed as it came, not as hexadecimal digits
   std::string hexData;  ///< for the device
 };
-
-Answer readStatusByte(const std::string& resource, const Options& options) {
-  const Instrument instrument(resource, options);
-  ViUInt16 statusByte = 0;
-  instrument.check(QV_viReadSTB(instrument.handle(), &statusByte), "reading the status byte of");
-  if (options.json) return {textOf({{"resource", resource}, {"statusByte", statusByte}}), {}};
-  const auto byte = static_cast<char>(statusByte);
-  return {"0x" + hexOfBytes({&byte, 1}) + '\n', {}};
-}
-
-Answer controlRemote(const std::string& resource, const Options& options, const std::string& mode) {
-  const auto value = parseValue(mode, renModes(), 0, std::numeric_limits<ViUInt16>::max());
-  if (!value) {
-    std::vector<std::string> names;
-    for (const NamedValue& row : renModes()) names.emplace_back(row.name);
-    throw UsageError("not a mode of remote enable: '" + mode + "'." + didYouMean(mode, names));
-  }
-  const Instrument instrument(resource, options);
-  instrument.check(QV_viGpibControlREN(instrument.handle(), static_cast<ViUInt16>(*value)),
-                   "controlling remote enable of");
-  return {};
-}
 
 Answer controlIn(const std::string& resource, const Options& options, const ControlRequest& request) {
   const Instrument instrument(resource, options);
@@ -92,8 +69,9 @@ void addControlCommands(CommandLine& line) {
 
 void addUsbCommands(CommandLine& line) {
   const Options& options = line.options();
-  line.addOnResource("stb", "Print the status byte of a USB instrument",
-                     [&options](const auto& resource) { return readStatusByte(resource, options); });
+  line.addOnResource("stb", "Print the status byte of a USB instrument", [&options](const auto& resource) {
+    return readStatusByte(Instrument(resource, options), options);
+  });
   line.addOnResource("clear", "Clear a USB instrument, or empty the line to another one",
                      [&options](const auto& resource) {
                        Instrument(resource, options).clear();
@@ -101,8 +79,11 @@ void addUsbCommands(CommandLine& line) {
                      });
   const auto mode = std::make_shared<std::string>();
   CLI::App* ren =
-      line.addOnResource("ren", "Control remote enable of a USB instrument",
-                         [&options, mode](const auto& resource) { return controlRemote(resource, options, *mode); });
+      line.addOnResource("ren", "Control remote enable of a USB instrument", [&options, mode](const auto& resource) {
+        const ViUInt16 number = parseRenMode(*mode);
+        controlRemote(Instrument(resource, options), number);
+        return Answer{};
+      });
   addArgument(ren, "MODE", *mode, "A number, or a name such as VI_GPIB_REN_ASSERT_ADDRESS_LLO")->required();
   addControlCommands(line);
 }
