@@ -46,7 +46,12 @@ if(TARGET qvvisa)
   install(FILES ${references}/man/qvvisa.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
   install(FILES ${references}/bash/qvvisa DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
           COMPONENT tools)
-  install(FILES ${references}/zsh/_qvvisa DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT tools)
+  # Debian's zsh looks in site-functions below /usr/local alone.
+  set(zsh_functions site-functions)
+  if(CMAKE_INSTALL_PREFIX STREQUAL "/usr" AND EXISTS /etc/debian_version)
+    set(zsh_functions vendor-completions)
+  endif()
+  install(FILES ${references}/zsh/_qvvisa DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/${zsh_functions} COMPONENT tools)
 endif()
 if(TARGET qvvisa-sim)
   install(TARGETS qvvisa-sim COMPONENT tools)

@@ -50,8 +50,9 @@ void examineDevice(const UsbDevice& device, const Report& report) {
   if (device.whyNotLooked) return report(faultOf(name, *device.whyNotLooked));
   report({name, device.node + " may be read and written"});
   for (const UsbInterface& interface : device.interfaces) {
-    const std::string kind = interface.isUsbtmc ? " (USBTMC)" : " (vendor's)";
-    report(findingOf(name + " interface " + std::to_string(interface.number) + kind, device, interface));
+    std::string subject = name + " interface " + std::to_string(interface.number);
+    subject += interface.isUsbtmc ? " (USBTMC)" : " (vendor's)";
+    report(findingOf(subject, device, interface));
   }
 }
 

@@ -145,12 +145,13 @@ std::string zshArgumentsOf(const CLI::App& app) {
   for (const CLI::Option* option : optionsOf(app, false)) {
     std::string help = replaced(replaced(option->get_description(), "[", "("), "]", ")");
     help = replaced(help, ":", "\\:");
+    std::string rest = "[" + help + "]";
+    if (takesValue(*option)) rest += ":" + valueNameOf(*option) + (valueNameOf(*option) == "FILE" ? ":_files" : ": ");
     for (const std::string& name : namesOf(*option)) {
-      const bool isLong = name.starts_with("--");
-      std::string value;
-      if (takesValue(*option)) value = ":" + valueNameOf(*option) + (valueNameOf(*option) == "FILE" ? ":_files" : ": ");
-      text +=
-          " \\\n      " + inQuotes("*" + name + (isLong && takesValue(*option) ? "=" : "") + "[" + help + "]" + value);
+      const bool takesSign = name.starts_with("--") && takesValue(*option);
+      std::string specification = "*" + name + (takesSign ? "=" : "");
+      specification += rest;
+      text += " \\\n      " + inQuotes(specification);
     }
   }
   return text;
@@ -159,7 +160,7 @@ std::string zshArgumentsOf(const CLI::App& app) {
 }  // namespace
 
 std::string manPageOf(const CLI::App& app) {
-  const std::string name = app.get_name();
+  const std::string& name = app.get_name();
   std::string page = ".TH " + upper(name) + " 1 \"\" \"" + app.version() + "\" \"User commands\"\n";
   page += ".SH NAME\n" + name + " \\- talk to measurement instruments over USB, serial ports and TCP\n";
   page += ".SH SYNOPSIS\n.B " + name + "\n[\\fIOPTIONS\\fP] \\fISUBCOMMAND\\fP [\\fIARGUMENTS\\fP]\n";

@@ -174,7 +174,7 @@ std::string libusbVersion() {
 
 std::string udevRule() {
   for (const std::string folder : {"/etc", "/run", "/usr/local/lib", "/usr/lib", "/lib"}) {
-    const std::string path = folder + "/udev/rules.d/60-qvvisa.rules";
+    std::string path = folder + "/udev/rules.d/60-qvvisa.rules";
     if (access(path.c_str(), F_OK) == 0) return path;
   }
   return {};
