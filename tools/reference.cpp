@@ -238,7 +238,7 @@ std::string zshCompletionOf(const CLI::App& app) {
          zshArgumentsOf(app) +
          ")\n"
          "  for word in \"${(@)words[2,CURRENT-1]}\"; do\n"
-         "    [[ -z $subcommand && -n ${(M)subcommands:#$word:*} ]] && subcommand=$word\n"
+         "    [[ -z $subcommand && -n ${(M)subcommands:#${word}:*} ]] && subcommand=$word\n"
          "  done\n"
          "  case $subcommand in\n" +
          cases +
@@ -246,7 +246,7 @@ std::string zshCompletionOf(const CLI::App& app) {
          "  if [[ -z $subcommand ]]; then\n"
          "    _arguments $common '*: :{_describe subcommand subcommands}'\n"
          "  else\n"
-         "    _arguments $common $arguments '*: : '\n"
+         "    _arguments $common $arguments '*:argument:{true}'\n"
          "  fi\n"
          "}\n"
          "_qvvisa \"$@\"\n";
