@@ -69,7 +69,7 @@ bool isMeant(const UsbDevice& device, const ResourceName* name) {
 /// @param name  whose device alone is looked at; null for all
 /// @return Whether there is one.
 bool examineUsb(const ResourceName* name, bool repair, const Report& report) {
-  const UsbView view = lookAtUsb(repair);
+  const UsbView view = lookAtUsb(name, repair);
   if (!view.fault.empty()) {
     report({"libusb", view.fault, "is /dev/bus/usb there, and /sys mounted?", false});
     return false;

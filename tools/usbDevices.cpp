@@ -184,7 +184,7 @@ bool hasUsbtmcDriver() {
   return access("/sys/bus/usb/drivers/usbtmc", F_OK) == 0;
 }
 
-UsbView lookAtUsb(bool giveBack) {
+UsbView lookAtUsb(const ResourceName* wanted, bool giveBack) {
   const DeviceList list;
   UsbView view{list.fault(), list.devices().size()};
   for (libusb_device* device : list.devices()) {
@@ -193,7 +193,8 @@ UsbView lookAtUsb(bool giveBack) {
     UsbDevice result{descriptor.idVendor, descriptor.idProduct, nodeOf(device), {}, {}};
     result.interfaces = interfacesOf(device, descriptor.idVendor);
     if (result.interfaces.empty()) continue;
-    lookInto(device, descriptor.iSerialNumber, giveBack, result);
+    const bool isWanted = !wanted || (wanted->vendor == result.vendor && wanted->product == result.product);
+    if (isWanted) lookInto(device, descriptor.iSerialNumber, giveBack, result);
     view.devices.push_back(std::move(result));
   }
   return view;

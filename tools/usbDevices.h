@@ -39,8 +39,9 @@ struct UsbView {
 };
 
 /// Looks at the devices with a USBTMC interface and at those of the library's vendor. No instrument notices.
+/// @param wanted    whose kind alone is looked into, while all are counted; null for all
 /// @param giveBack  offers each interface that nobody holds to the drivers of the kernel
-UsbView lookAtUsb(bool giveBack);
+UsbView lookAtUsb(const ResourceName* wanted, bool giveBack);
 
 /// "0x7C5A"
 std::string hexadecimal(uint16_t number);
