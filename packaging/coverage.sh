@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 lines_at_least=97
-branches_at_least=89
+branches_at_least=90
 packaging/install-packages.sh
 cmake --preset coverage >/dev/null
 cmake --build --preset coverage
