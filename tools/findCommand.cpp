@@ -142,6 +142,7 @@ Answer find(const Arguments& arguments, bool json) {
   }
   const std::vector<SerialPort> ports = serialPorts();
   std::vector<Found> list;
+  list.reserve(names.size());
   for (const std::string& name : names) {
     list.push_back(name.starts_with("USB") ? lookAtUsb(name) : lookAtPort(name, ports));
   }
