@@ -149,9 +149,9 @@ std::string zshArgumentsOf(const CLI::App& app) {
     if (takesValue(*option)) rest += ":" + valueNameOf(*option) + (valueNameOf(*option) == "FILE" ? ":_files" : ": ");
     for (const std::string& name : namesOf(*option)) {
       const bool takesSign = name.starts_with("--") && takesValue(*option);
-      std::string specification = "*" + name + (takesSign ? "=" : "");
-      specification += rest;
-      text += " \\\n      " + inQuotes(specification);
+      std::string completion = "*" + name + (takesSign ? "=" : "");
+      completion += rest;
+      text += " \\\n      " + inQuotes(completion);
     }
   }
   return text;
