@@ -1,6 +1,6 @@
 // The library in processes that make life hard: each row runs in one of its own.
 
-#include "support/childProcess.h"
+#include "support/freshProcess.h"
 #include "support/responder.h"
 #include "support/scenario.h"
 #include "support/signalStorm.h"
@@ -16,16 +16,10 @@ namespace {
 
 std::vector<std::string> gNames;
 
-/// Runs a body in a process of its own, whose leaks can't be told beside the thread that the fork left out.
+/// In a process of its own, whose leaks can't be told beside the thread that the fork left out.
 template <class Body>
-void inFreshProcess(Body body) {
-  std::fflush(nullptr);
-  ChildProcess child([&body] {
-    body();
-    std::fflush(nullptr);
-    _exit(testing::Test::HasFailure() ? EXIT_FAILURE : EXIT_SUCCESS);
-  });
-  EXPECT_EQ(child.exitCode(), EXIT_SUCCESS);
+void inForkedProcess(Body body) {
+  inFreshProcess(body, _exit);
 }
 
 Outcomes use() {
@@ -96,7 +90,7 @@ void withFewDescriptors() {
 
 void withAForkWhileUp() {
   const ViSession vi = openTcp();
-  inFreshProcess([vi] {
+  inForkedProcess([vi] {
     EXPECT_EQ(query(vi), "42\n");
     EXPECT_EQ(QV_viClose(vi), VI_SUCCESS);
     expectUse();
@@ -155,7 +149,7 @@ TEST(Process, TheLibraryWorksInAnyProcess) {
               {"full file systems", withFullFileSystems}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    inFreshProcess(row.run);
+    inForkedProcess(row.run);
   }
 }
 

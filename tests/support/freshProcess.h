@@ -6,12 +6,14 @@
 
 /// Expects `body` to end without a failed assertion. What it changes, the environment included, is lost with the
 /// process.
+/// @param end  how it ends: by std::exit, or by _exit where the end mustn't run, as the search for leaks
 template <class Body>
-void inFreshProcess(Body body) {
+void inFreshProcess(Body body, void (*end)(int) = std::exit) {
   std::fflush(nullptr);
-  ChildProcess child([&body] {
+  ChildProcess child([&] {
     body();
-    std::exit(testing::Test::HasFailure() ? EXIT_FAILURE : EXIT_SUCCESS);
+    std::fflush(nullptr);
+    end(testing::Test::HasFailure() ? EXIT_FAILURE : EXIT_SUCCESS);
   });
   EXPECT_EQ(child.exitCode(), EXIT_SUCCESS);
 }
