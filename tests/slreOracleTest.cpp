@@ -9,7 +9,12 @@ namespace {
 
 using namespace std::string_view_literals;
 
+#ifdef __SANITIZE_THREAD__
+/// There is but one thread, and the sanitizer makes it slow.
 constexpr int EXPRESSIONS = 15000;
+#else
+constexpr int EXPRESSIONS = 40000;
+#endif
 constexpr int SUBJECTS_EACH = 3;
 /// Far below the matcher's own budget, and it never needs more steps than the plain way.
 constexpr long ORACLE_STEPS = 2000;
